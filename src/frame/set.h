@@ -1,0 +1,16 @@
+// Included first by every per-set source (files named *_set.cpp). The build
+// compiles each such file once per implementation set, with that set's
+// instruction-set flags and -DQM_SET=<set>; its code lives in qm::QM_SET.
+#pragma once
+#ifndef QM_SET
+#error "per-set sources are compiled with -DQM_SET=mx|m7|u8|n8|y8|e9"
+#endif
+#include "frame/frame.h"
+
+#define QM_DECL_SET QM_SET
+#include "frame/set_decls.h"
+#undef QM_DECL_SET
+
+namespace qm::QM_SET {
+inline constexpr SetId kThisSet = SetId::QM_SET;
+}  // namespace qm::QM_SET

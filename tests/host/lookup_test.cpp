@@ -1,0 +1,122 @@
+// The module as the driver sees it: dlopen, GetProcAddressForThisDLL, dlsym.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdio>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ippiQM300.h"
+
+namespace {
+
+enum class Kind { Code, Todo, None };
+struct Row {
+    int record;
+    const char* name;
+    Kind kind;
+    int ordinal;
+};
+const std::vector<Row> kRows = {
+#define QM_FIXED(rec, ord, ret, name, params) {rec, #name, Kind::Code, ord},
+#define QM_FIXED_TODO(rec, ord, ret, name, params) {rec, #name, Kind::Todo, ord},
+#define QM_SLOT(rec, ord, ret, name, params, args) {rec, #name, Kind::Code, ord},
+#define QM_SLOT_TODO(rec, ord, ret, name, params, args) {rec, #name, Kind::Todo, ord},
+#define QM_NONE(rec, name) {rec, #name, Kind::None, 0},
+#include "ippiQM300_functions.h"
+};
+
+class Module : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        handle = dlopen(QM_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(handle, nullptr) << dlerror();
+        lookup = reinterpret_cast<qm_GetProcAddressForThisDLL_fn>(dlsym(handle, "GetProcAddressForThisDLL"));
+        ASSERT_NE(lookup, nullptr);
+    }
+    static inline void* handle = nullptr;
+    static inline qm_GetProcAddressForThisDLL_fn lookup = nullptr;
+};
+
+TEST_F(Module, TableHasEightyFiveRecordsInOrderAndTwentySixExports) {
+    ASSERT_EQ(kRows.size(), 85u);
+    int exported = 0;
+    for (size_t i = 0; i < kRows.size(); ++i) {
+        EXPECT_EQ(kRows[i].record, static_cast<int>(i));
+        exported += kRows[i].ordinal != 0;
+    }
+    EXPECT_EQ(exported + 1, 26);  // plus GetProcAddressForThisDLL itself
+}
+
+TEST_F(Module, EveryNameResolvesAsTheTableSays) {
+    for (const Row& r : kRows) {
+        QM_PROC p = lookup(handle, r.name);
+        if (r.kind == Kind::Code) {
+            EXPECT_NE(p, nullptr) << r.name;
+        } else {
+            EXPECT_EQ(p, nullptr) << r.name;
+        }
+        // Exports and table records are the same functions (this processor has SSE3).
+        if (r.kind == Kind::Code && r.ordinal != 0) {
+            EXPECT_EQ(reinterpret_cast<void*>(p), dlsym(handle, r.name)) << r.name;
+        }
+    }
+}
+
+TEST_F(Module, NamesCompareWithoutAsciiCase) {
+    std::string mixed = "IPPICOPY_8U_c3p3r";
+    EXPECT_EQ(lookup(handle, mixed.c_str()), lookup(handle, "ippiCopy_8u_C3P3R"));
+    EXPECT_EQ(lookup(handle, "ippmalloc"), lookup(handle, "ippMalloc"));
+    EXPECT_EQ(lookup(handle, "IPPILUT_8U_C1R"), nullptr);
+    EXPECT_EQ(lookup(handle, "ippiCopy_8u_C3P3R "), nullptr);  // no trimming, no prefix match
+}
+
+TEST_F(Module, UnknownEmptyAndNullNamesFallBackToThePlatform) {
+    EXPECT_EQ(reinterpret_cast<void*>(lookup(handle, "GetProcAddressForThisDLL")),
+              reinterpret_cast<void*>(lookup));
+    EXPECT_EQ(lookup(handle, "NoSuchFunction"), nullptr);
+    EXPECT_EQ(lookup(handle, ""), nullptr);
+    EXPECT_EQ(lookup(handle, nullptr), nullptr);
+    // Internal code is not visible to the platform lookup either.
+    EXPECT_EQ(dlsym(handle, "ippMalloc"), nullptr);
+}
+
+TEST_F(Module, ExactlyTheExportedNamesAreVisible) {
+    std::set<std::string> want = {"GetProcAddressForThisDLL"};
+    for (const Row& r : kRows)
+        if (r.ordinal != 0 && r.kind == Kind::Code) want.insert(r.name);
+    const std::string cmd = std::string("nm -D --defined-only '") + QM_MODULE_PATH + "'";
+    FILE* nm = popen(cmd.c_str(), "r");
+    ASSERT_NE(nm, nullptr);
+    std::set<std::string> got;
+    char line[512];
+    while (fgets(line, sizeof line, nm)) {
+        char type = 0;
+        char name[256];
+        if (sscanf(line, "%*s %c %255s", &type, name) == 2 && type != 'A') got.insert(name);
+    }
+    ASSERT_EQ(pclose(nm), 0);
+    EXPECT_EQ(got, want);
+}
+
+TEST_F(Module, VersionRecordMatchesThisProcessor) {
+    auto features = reinterpret_cast<qm_ippGetCpuFeatures_fn>(lookup(handle, "ippGetCpuFeatures"));
+    auto version = reinterpret_cast<qm_ippiGetLibVersion_fn>(lookup(handle, "ippiGetLibVersion"));
+    Ipp64u m = 0;
+    ASSERT_EQ(features(&m, nullptr), 0);
+    const char* want = (m & 0x100) && (m & 0x200) ? "e9"
+                       : (m & 0x40)               ? "y8"
+                       : (m & 0x30) == 0x30       ? "n8"
+                       : (m & 0x10)               ? "u8"
+                                                  : "m7";
+    const IppLibraryVersion* v = version();
+    EXPECT_EQ(std::string(v->targetCpu, 2), want);
+    EXPECT_EQ(std::string(v->Name), std::string("ippi") + want + "_l.lib" +
+                                        (want == std::string("y8") && (m & 0x80) ? "+" : ""));
+    auto core = reinterpret_cast<qm_ippGetLibVersion_fn>(lookup(handle, "ippGetLibVersion"));
+    EXPECT_STREQ(core()->Name, "ippcore_l.lib");
+}
+
+}  // namespace
