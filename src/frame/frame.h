@@ -24,6 +24,13 @@ extern uint32_t g_sse3OrBetter;     // result of the slot-filling test; nothing 
 extern QM_PROC g_slots[kSlotCount]; // entry slots of records 25..84
 extern FeatureCache g_featureCache;
 
+// Record numbers of the slot functions, for calls through the entry slots.
+enum SlotRecord : int {
+#define QM_SLOT(rec, ord, ret, name, params, args) rec_##name = rec,
+#define QM_SLOT_TODO(rec, ord, ret, name, params, args) rec_##name = rec,
+#include "ippiQM300_functions.h"
+};
+
 // The two attach steps, on any processor description (tests feed made-up ones).
 IppStatus processor_init(const CpuidSource& cpu, FeatureCache& cache);
 void fill_slots(const CpuidSource& cpu, FeatureCache& cache);
@@ -46,3 +53,8 @@ Ipp8u* malloc_8u_c3(int width, int height, int* step);
 const IppLibraryVersion* image_version(SetId set);
 
 }  // namespace qm
+
+// A primitive as the scanner filters must reach it: through its entry slot,
+// so that processors without SSE3 run the SSE2 set there too.
+#define QM_VIA_SLOT(name) \
+    (reinterpret_cast<qm_##name##_fn>(::qm::g_slots[::qm::rec_##name - ::qm::kFirstSlotRecord]))
