@@ -1,0 +1,261 @@
+#include "commands.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <mutex>
+#include <random>
+#include <thread>
+
+namespace qm300 {
+
+namespace fs = std::filesystem;
+
+int run_info(const Module& m) {
+    const int type = QM_FN(m, ippGetCpuType)();
+    Ipp64u mask = 0;
+    QM_FN(m, ippGetCpuFeatures)(&mask, nullptr);
+    static const char* const kBits[] = {"MMX", "SSE", "SSE2", "SSE3", "SSSE3", "MOVBE", "SSE4.1", "SSE4.2",
+                                        "AVX", "AVX-OS", "AES", "PCLMULQDQ", "FAMILY-B", "RDRAND", "F16C"};
+    std::printf("module               %s\n", m.path().c_str());
+    std::printf("processor class      0x%02x\n", type);
+    std::printf("cores on die         %d\n", QM_FN(m, ippGetNumCoresOnDie)());
+    std::printf("feature mask         0x%llx:", static_cast<unsigned long long>(mask));
+    for (int b = 0; b < 15; ++b)
+        if (mask & (1ull << b)) std::printf(" %s", kBits[b]);
+    std::printf("\n");
+    const IppLibraryVersion* iv = QM_FN(m, ippiGetLibVersion)();
+    std::printf("implementation set   %.4s\n", iv->targetCpu);
+    for (const IppLibraryVersion* v : {QM_FN(m, ippGetLibVersion)(), iv})
+        std::printf("%-20s %d.%d build %d.%d, \"%.4s\", %s, \"%s\", %s\n", v == iv ? "image primitives" : "core",
+                    v->major, v->minor, v->majorBuild, v->build, v->targetCpu, v->Name, v->Version, v->BuildDate);
+    return 0;
+}
+
+namespace {
+
+void check_output_path(const std::string& input, const std::string& output) {
+    if (same_file(input, output)) throw ToolError("refusing to write over the input " + input);
+    if (image_kind(output).empty())
+        throw ToolError(output + ": unknown output format (use .png, .jpg, .tif, .pnm, .ppm or .pgm)");
+}
+
+}  // namespace
+
+int run_single(const Module& m, const OpSet& ops) {
+    const Op* op = ops.selected();
+    if (op == nullptr) throw ToolError("no operation given");
+    check_output_path(ops.input(), ops.output());
+    const Image in = read_image(ops.input(), ops.page() - 1);
+    write_image(ops.output(), op->apply(m, in));
+    return 0;
+}
+
+// ---- demo ------------------------------------------------------------------
+
+Image synth_page(int width, int height, unsigned seed) {
+    Image page(width, height, 3);
+    std::mt19937 rng(seed);
+    std::normal_distribution<float> noise(0.0f, 4.0f);
+    // A slight skew, as from a page fed at an angle.
+    const float skew = 0.012f;
+    const int photoX = width / 2, photoY = height / 8, photoW = width * 2 / 5, photoH = height / 4;
+    const int dotsY = height * 5 / 8;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const float u = x + skew * y, v = y - skew * x;
+            float r = 246, g = 244, b = 236;  // paper
+            // Text-like strokes: lines of glyph blocks with vertical and horizontal bars.
+            const int line = int(v) / 28, inLine = int(v) % 28;
+            if (line > 1 && (line % 12) < 9 && u > 40 && u < width - 40 && inLine > 6 && inLine < 22 &&
+                !(u > photoX - 20 && v > photoY - 20 && v < photoY + photoH + 20) &&
+                !(v > dotsY - 16 && v < dotsY + height / 6 + 16)) {
+                const int glyph = int(u) / 14, inGlyph = int(u) % 14;
+                const unsigned h = (glyph * 2654435761u) ^ (line * 40503u);
+                if ((h >> 7) % 6 != 0) {
+                    const bool bar = inGlyph < 3 || ((h >> 3) & 1 ? inLine < 9 : inLine > 18) ||
+                                     ((h >> 5) & 1 && inGlyph > 9);
+                    if (bar && inGlyph < 12) r = g = b = 28;
+                }
+            }
+            // A photo-like area: smooth colour gradients with a soft disc.
+            if (u > photoX && u < photoX + photoW && v > photoY && v < photoY + photoH) {
+                const float px = (u - photoX) / photoW, py = (v - photoY) / photoH;
+                const float d = std::hypot(px - 0.6f, py - 0.45f);
+                r = 40 + 180 * px;
+                g = 70 + 120 * (1 - py) + 50 * std::max(0.0f, 0.3f - d) / 0.3f;
+                b = 150 - 90 * px + 60 * py;
+            }
+            // Halftone dots: a printed grey wedge.
+            if (v > dotsY && v < dotsY + height / 6 && u > 60 && u < width - 60) {
+                const float level = (u - 60) / (width - 120);
+                const float cx = std::fmod(u, 8.0f) - 4, cy = std::fmod(v, 8.0f) - 4;
+                if (cx * cx + cy * cy < 16 * level) r = g = b = 40;
+            }
+            uint8_t* p = page.row(y) + 3 * x;
+            const float n = noise(rng);
+            p[0] = uint8_t(std::clamp(r + n, 0.0f, 255.0f));
+            p[1] = uint8_t(std::clamp(g + n + noise(rng) * 0.5f, 0.0f, 255.0f));
+            p[2] = uint8_t(std::clamp(b + n, 0.0f, 255.0f));
+        }
+    return page;
+}
+
+namespace {
+
+// Tiles of the same detail before and after each step, side by side.
+Image contact_sheet(const std::vector<std::pair<std::string, Image>>& steps, const Image& before) {
+    const int tw = std::min(before.width / 3, 360), th = std::min(before.height / 5, 300);
+    const int cx = before.width / 2 - tw / 2, cy = before.height / 8 + before.height / 8 - th / 2;
+    const int gap = 8;
+    Image sheet(2 * tw + 3 * gap, int(steps.size()) * (th + gap) + gap, 3);
+    std::fill(sheet.pixels.begin(), sheet.pixels.end(), 96);
+    for (size_t i = 0; i < steps.size(); ++i) {
+        const Image& after = steps[i].second;
+        for (int side = 0; side < 2; ++side) {
+            const Image& src = side == 0 ? before : after;
+            // Results of another size (the resize) are sampled back to the page's grid.
+            const double sx = double(src.width) / before.width, sy = double(src.height) / before.height;
+            for (int y = 0; y < th; ++y)
+                for (int x = 0; x < tw; ++x) {
+                    const int X = std::min(src.width - 1, int((cx + x) * sx)), Y = std::min(src.height - 1, int((cy + y) * sy));
+                    const uint8_t* s = src.row(Y) + size_t(X) * src.channels;
+                    uint8_t* d = sheet.row(gap + int(i) * (th + gap) + y) + 3 * (gap + side * (tw + gap) + x);
+                    for (int c = 0; c < 3; ++c) d[c] = s[src.channels == 3 ? c : 0];
+                }
+        }
+    }
+    return sheet;
+}
+
+}  // namespace
+
+int run_demo(const Module& m, const DemoOptions& o) {
+    if (o.width < 64 || o.width > 10000) throw ToolError("--width must lie between 64 and 10000");
+    const int width = o.width & ~3, height = int(width * 297.0 / 210.0);
+    std::error_code ec;
+    fs::create_directories(o.outDir, ec);
+    if (ec) throw ToolError("cannot create " + o.outDir + ": " + ec.message());
+    const IppLibraryVersion* v = QM_FN(m, ippiGetLibVersion)();
+    std::printf("qm300 demo: synthetic %dx%d page, implementation set \"%.4s\" (%s)\n", width, height, v->targetCpu,
+                v->Name);
+    const Image page = synth_page(width, height);
+    write_image(o.outDir + "/page.png", page);
+
+    struct Step { const char* file; const char* what; const char* op; };
+    const Step steps[] = {
+        {"sharpen.png", "sharpen, radius 2, level 4", "sharpen -r 2 -l 4"},
+        {"sharpen-r7.png", "sharpen, radius 7, level 3", "sharpen -r 7 -l 3"},
+        {"soften.png", "soften, radius 3, level 0", "soften -r 3 -l 0"},
+        {"denoise-rgb.png", "bilateral noise reduction RGB, 5x5, level 4", "denoise -m 2 -l 4"},
+        {"denoise-yuv.png", "bilateral noise reduction YUV, 3x3 level 3 / 5x5 level 6", "denoise --yuv 1:3,2:6"},
+        {"gauss-nr.png", "Gauss noise reduction, radius 1", "denoise --method gauss -r 1"},
+        {"median-nr.png", "median noise reduction, radius 1", "denoise --method median -r 1"},
+        {"vector-median-nr.png", "vector-median noise reduction, radius 1", "denoise --method vector-median -r 1"},
+        {"resize-half.png", "resize x0.5, supersampling", "resize -s 0.5 -i super"},
+        {"resize-lanczos.png", "resize x0.75, Lanczos", "resize -s 0.75 -i lanczos"},
+    };
+    std::vector<std::pair<std::string, Image>> done;
+    std::printf("\n  %-58s %10s\n", "step", "time");
+    int failed = 0;
+    for (const Step& s : steps) {
+        CLI::App parser;
+        OpSet ops;
+        ops.add_to(parser, false);
+        parser.parse(s.op, false);
+        try {
+            const auto t0 = std::chrono::steady_clock::now();
+            Image out = ops.selected()->apply(m, page);
+            const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
+            write_image(o.outDir + "/" + s.file, out);
+            std::printf("  %-58s %8.1f ms\n", s.what, ms);
+            done.emplace_back(s.file, std::move(out));
+        } catch (const ToolError& e) {
+            std::printf("  %-58s   skipped: %s\n", s.what, e.what());
+            ++failed;
+        }
+    }
+    if (!done.empty()) write_image(o.outDir + "/contact-sheet.png", contact_sheet(done, page));
+    std::printf("\nPictures in %s/: page.png (input), one PNG per step, contact-sheet.png "
+                "(detail before | after, one row per step).\n", o.outDir.c_str());
+    return failed ? 1 : 0;
+}
+
+// ---- batch -----------------------------------------------------------------
+
+int run_batch(const Module& m, const BatchOptions& o) {
+    CLI::App parser{"operation"};
+    OpSet ops;
+    ops.add_to(parser, false);
+    parser.require_subcommand(1);
+    try {
+        parser.parse(o.op, false);
+    } catch (const CLI::ParseError& e) {
+        throw ToolError("--op \"" + o.op + "\": " + e.what());
+    }
+    const Op* op = ops.selected();
+
+    std::vector<std::string> files;
+    for (const std::string& in : o.inputs) {
+        std::error_code ec;
+        if (fs::is_directory(in, ec)) {
+            std::vector<std::string> found;
+            for (const auto& e : fs::directory_iterator(in, ec))
+                if (e.is_regular_file() && !image_kind(e.path().string()).empty()) found.push_back(e.path().string());
+            std::sort(found.begin(), found.end());
+            files.insert(files.end(), found.begin(), found.end());
+        } else {
+            files.push_back(in);
+        }
+    }
+    if (files.empty()) throw ToolError("no input pages");
+    std::error_code ec;
+    fs::create_directories(o.outDir, ec);
+    if (ec) throw ToolError("cannot create " + o.outDir + ": " + ec.message());
+
+    const int jobs = std::clamp(o.jobs > 0 ? o.jobs : int(std::thread::hardware_concurrency()), 1, 64);
+    const bool tty = isatty(STDERR_FILENO);
+    std::atomic<size_t> next{0}, finished{0};
+    std::mutex lock;
+    std::vector<std::string> failures;
+    auto progress = [&] {
+        if (!tty) return;
+        const size_t n = finished, total = files.size();
+        const int bar = int(30 * n / total);
+        std::fprintf(stderr, "\r[%.*s%*s] %zu/%zu", bar, "##############################", 30 - bar, "", n, total);
+        if (n == total) std::fprintf(stderr, "\n");
+    };
+    auto worker = [&] {
+        for (size_t i; (i = next++) < files.size();) {
+            const std::string& in = files[i];
+            const fs::path p(in);
+            const std::string ext = o.format == "same" ? (image_kind(in).empty() ? ".png" : image_kind(in))
+                                                       : "." + o.format;
+            const std::string out = (fs::path(o.outDir) / p.stem()).string() + ext;
+            try {
+                check_output_path(in, out);
+                write_image(out, op->apply(m, read_image(in)));
+            } catch (const std::exception& e) {
+                std::lock_guard<std::mutex> g(lock);
+                failures.push_back(in + ": " + e.what());
+            }
+            ++finished;
+            std::lock_guard<std::mutex> g(lock);
+            progress();
+        }
+    };
+    std::vector<std::thread> pool;
+    for (int t = 0; t < jobs; ++t) pool.emplace_back(worker);
+    for (auto& t : pool) t.join();
+    for (const auto& f : failures) std::fprintf(stderr, "qm300: failed: %s\n", f.c_str());
+    std::printf("%zu of %zu pages done, %zu failed\n", files.size() - failures.size(), files.size(), failures.size());
+    return failures.empty() ? 0 : 1;
+}
+
+}  // namespace qm300
