@@ -96,7 +96,11 @@ Image read_jpeg(const std::string& path) {
     JpegError err;
     cinfo.err = jpeg_std_error(&err.mgr);
     err.mgr.error_exit = jpeg_fail;
-    err.mgr.output_message = [](j_common_ptr) {};  // warnings stay quiet
+    // A corrupt-data warning (a truncated file among them) is an error here:
+    // a page padded with grey must not pass as a good scan.
+    err.mgr.emit_message = [](j_common_ptr c, int level) {
+        if (level < 0) jpeg_fail(c);
+    };
     Image out;
     // Nothing with a destructor may be created between setjmp and the last
     // libjpeg call: the jump would skip it.

@@ -1,0 +1,280 @@
+// qm300 end to end: image files in every format, and each sub-command's
+// output against a direct call of the module on the same pixels.
+#include <gtest/gtest.h>
+#include <png.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "commands.h"
+#include "image.h"
+#include "module.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using qm300::Image;
+
+struct ToolRun {
+    int status;
+    std::string output;
+};
+
+ToolRun qm300_run(const std::string& args) {
+    const std::string cmd = std::string(QM300_PATH) + " " + args + " 2>&1";
+    FILE* p = popen(cmd.c_str(), "r");
+    std::string out;
+    char buf[512];
+    while (p && fgets(buf, sizeof buf, p)) out += buf;
+    const int st = p ? pclose(p) : -1;
+    return {WIFEXITED(st) ? WEXITSTATUS(st) : -1, out};
+}
+
+Image random_image(int w, int h, int c, unsigned seed) {
+    Image im(w, h, c);
+    std::mt19937 rng(seed);
+    for (auto& p : im.pixels) p = uint8_t(rng());
+    return im;
+}
+
+class Tool : public ::testing::Test {
+protected:
+    void SetUp() override {
+        dir = fs::temp_directory_path() /
+              ("qm300-test-" + std::to_string(getpid()) + "-" +
+               ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::create_directories(dir);
+    }
+    void TearDown() override { fs::remove_all(dir); }
+    std::string path(const std::string& name) const { return (dir / name).string(); }
+    fs::path dir;
+};
+
+TEST_F(Tool, LosslessFormatsRoundTrip) {
+    for (int c : {1, 3})
+        for (const char* ext : {".png", ".tif", ".pnm"}) {
+            const Image im = random_image(37, 11, c, 7u * c);
+            const std::string f = path(std::string("rt") + std::to_string(c) + ext);
+            qm300::write_image(f, im);
+            const Image back = qm300::read_image(f);
+            EXPECT_EQ(back.channels, c) << ext;
+            EXPECT_EQ(back.pixels, im.pixels) << ext;
+        }
+}
+
+TEST_F(Tool, JpegRoundTripIsClose) {
+    Image im(64, 48, 3);
+    for (int y = 0; y < im.height; ++y)
+        for (int x = 0; x < im.width * 3; ++x) im.row(y)[x] = uint8_t(x * 2 + y);
+    qm300::write_image(path("a.jpg"), im, 98);
+    const Image back = qm300::read_image(path("a.jpg"));
+    ASSERT_EQ(back.pixels.size(), im.pixels.size());
+    double err = 0;
+    for (size_t i = 0; i < im.pixels.size(); ++i) err += std::abs(int(im.pixels[i]) - int(back.pixels[i]));
+    EXPECT_LT(err / im.pixels.size(), 3.0);
+}
+
+void write_png_raw(const std::string& f, int w, int h, png_uint_32 format, const std::vector<uint8_t>& px) {
+    png_image img{};
+    img.version = PNG_IMAGE_VERSION;
+    img.width = w;
+    img.height = h;
+    img.format = format;
+    ASSERT_TRUE(png_image_write_to_file(&img, f.c_str(), 0, px.data(), 0, nullptr));
+}
+
+TEST_F(Tool, AlphaIsCompositedOnWhiteAndSixteenBitRefused) {
+    write_png_raw(path("ga.png"), 2, 1, PNG_FORMAT_GA, {0, 0, 0, 255});  // transparent black, opaque black
+    const Image ga = qm300::read_image(path("ga.png"));
+    ASSERT_EQ(ga.channels, 1);
+    EXPECT_EQ(ga.pixels, (std::vector<uint8_t>{255, 0}));
+    write_png_raw(path("rgba.png"), 1, 1, PNG_FORMAT_RGBA, {255, 0, 0, 0});
+    EXPECT_EQ(qm300::read_image(path("rgba.png")).pixels, (std::vector<uint8_t>{255, 255, 255}));
+
+    write_png_raw(path("deep.png"), 1, 1, PNG_FORMAT_LINEAR_Y, {0, 1});
+    std::ofstream(path("deep.pgm"), std::ios::binary) << "P5\n1 1\n65535\n\x01\x02";
+    for (const char* f : {"deep.png", "deep.pgm"}) {
+        try {
+            qm300::read_image(path(f));
+            ADD_FAILURE() << f << " was accepted";
+        } catch (const qm300::ToolError& e) {
+            EXPECT_NE(std::string(e.what()).find("16-bit"), std::string::npos) << e.what();
+        }
+    }
+}
+
+TEST_F(Tool, DamagedFilesGiveOneClearLine) {
+    const Image im = random_image(40, 30, 3, 3);
+    for (const char* ext : {".png", ".jpg", ".tif", ".ppm"}) {
+        const std::string good = path(std::string("good") + ext), bad = path(std::string("bad") + ext);
+        qm300::write_image(good, im);
+        const auto size = fs::file_size(good);
+        fs::copy_file(good, bad);
+        fs::resize_file(bad, size / 2);
+        const ToolRun r = qm300_run("box " + bad + " " + path("out.png"));
+        EXPECT_EQ(r.status, 1) << ext << ": " << r.output;
+        EXPECT_EQ(std::count(r.output.begin(), r.output.end(), '\n'), 1) << r.output;
+        EXPECT_FALSE(fs::exists(path("out.png")));
+    }
+    std::ofstream(path("noise.png"), std::ios::binary) << "this is not an image";
+    EXPECT_EQ(qm300_run("box " + path("noise.png") + " " + path("o.png")).status, 1);
+    EXPECT_EQ(qm300_run("box " + path("missing.png") + " " + path("o.png")).status, 1);
+}
+
+TEST_F(Tool, OutputsAreNeverLeftHalfWritten) {
+    const Image im = random_image(16, 16, 3, 5);
+    qm300::write_image(path("in.png"), im);
+    const ToolRun self = qm300_run("box " + path("in.png") + " " + path("in.png"));
+    EXPECT_EQ(self.status, 1);
+    EXPECT_NE(self.output.find("refusing"), std::string::npos);
+    EXPECT_EQ(qm300::read_image(path("in.png")).pixels, im.pixels);
+
+    std::ofstream(path("keep.png")) << "precious";
+    const ToolRun bad = qm300_run("box --mask 0x3 " + path("in.png") + " " + path("keep.png"));
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_NE(bad.output.find("-33"), std::string::npos) << bad.output;
+    std::ifstream kept(path("keep.png"));
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), {}), "precious");
+    EXPECT_EQ(qm300_run("box " + path("in.png") + " /nonexistent-dir/out.png").status, 1);
+    EXPECT_EQ(qm300_run("box " + path("in.png") + " " + path("out.xyz")).status, 1);
+    for (const auto& e : fs::directory_iterator(dir))
+        EXPECT_EQ(e.path().filename().string().find(".png."), std::string::npos) << "temporary left: " << e.path();
+}
+
+TEST_F(Tool, BatchReportsTheBadPageAndDoesTheRest) {
+    fs::create_directories(dir / "in");
+    for (int i = 0; i < 5; ++i) qm300::write_image(path("in/p" + std::to_string(i) + ".png"), random_image(20, 12, 3, i));
+    std::ofstream(path("in/broken.png")) << "garbage";
+    const ToolRun r = qm300_run("batch -j 3 --op \"gauss --mask 5\" -o " + path("out") + " " + path("in"));
+    EXPECT_EQ(r.status, 1) << r.output;
+    EXPECT_NE(r.output.find("broken.png"), std::string::npos) << r.output;
+    for (int i = 0; i < 5; ++i) EXPECT_TRUE(fs::exists(path("out/p" + std::to_string(i) + ".png")));
+    EXPECT_EQ(qm300_run("batch --op \"nonsense\" -o " + path("out") + " " + path("in")).status, 1);
+}
+
+// ---- each operation against the module called directly ------------------
+
+class ToolOps : public Tool {
+protected:
+    static void SetUpTestSuite() { module = new qm300::Module(QM_MODULE_PATH); }
+    static void TearDownTestSuite() { delete module; }
+    static inline qm300::Module* module = nullptr;
+
+    Image run_tool(const Image& in, const std::string& args) {
+        qm300::write_image(path("src.png"), in);
+        const ToolRun r = qm300_run(args + " " + path("src.png") + " " + path("dst.png"));
+        EXPECT_EQ(r.status, 0) << args << ": " << r.output;
+        return r.status == 0 ? qm300::read_image(path("dst.png")) : Image();
+    }
+};
+
+// Pixels at least `margin` away from every edge, equal in both pages.
+void expect_interior_equal(const Image& a, const Image& b, int margin, const std::string& what) {
+    ASSERT_EQ(a.pixels.size(), b.pixels.size()) << what;
+    for (int y = margin; y < a.height - margin; ++y)
+        for (int x = margin * a.channels; x < (a.width - margin) * a.channels; ++x)
+            ASSERT_EQ(a.row(y)[x], b.row(y)[x]) << what << " at " << x << "," << y;
+}
+
+TEST_F(ToolOps, NeighbourhoodPrimitivesMatchDirectCalls) {
+    const Image in = random_image(29, 23, 3, 11), grey = random_image(29, 23, 1, 12);
+    struct Case { const char* args; int margin; const Image* src; };
+    const Case cases[] = {{"median --mask 5x3", 2, &in}, {"gauss --mask 5", 2, &in}, {"box --mask 4x4", 3, &grey},
+                          {"min --mask 3x3", 1, &grey}, {"max --mask 7x7", 3, &grey}, {"vector-median --mask 3", 1, &in}};
+    for (const Case& c : cases) {
+        const Image& src = *c.src;
+        const Image tool = run_tool(src, c.args);
+        Image direct = src;
+        const int m = c.margin, ch = src.channels;
+        const IppiSize roi = {src.width - 2 * m, src.height - 2 * m};
+        const Ipp8u* s = src.row(m) + m * ch;
+        Ipp8u* d = direct.row(m) + m * ch;
+        const std::string a = c.args;
+        IppStatus st = -1;
+        if (a.rfind("median", 0) == 0)
+            st = QM_FN(*module, ippiFilterMedian_8u_C3R)(s, src.step(), d, direct.step(), {roi.width + 1, roi.height + 2}, {5, 3}, {2, 1});
+        else if (a.rfind("gauss", 0) == 0)
+            st = QM_FN(*module, ippiFilterGauss_8u_C3R)(s, src.step(), d, direct.step(), roi, 55);
+        else if (a.rfind("box", 0) == 0)
+            st = QM_FN(*module, ippiFilterBox_8u_C1R)(s, src.step(), d, direct.step(), roi, {4, 4}, {2, 2});
+        else if (a.rfind("min", 0) == 0)
+            st = QM_FN(*module, ippiFilterMin_8u_C1R)(s, src.step(), d, direct.step(), roi, {3, 3}, {1, 1});
+        else if (a.rfind("max", 0) == 0)
+            st = QM_FN(*module, ippiFilterMax_8u_C1R)(s, src.step(), d, direct.step(), roi, {7, 7}, {3, 3});
+        else
+            st = QM_FN(*module, ippiFilterMedianColor_8u_C3R)(s, src.step(), d, direct.step(), roi, 33);
+        ASSERT_EQ(st, 0) << c.args;
+        expect_interior_equal(tool, direct, m, c.args);
+    }
+}
+
+TEST_F(ToolOps, ScannerFiltersMatchDirectCallsWithTheFrameFromTheSource) {
+    const Image in = random_image(32, 20, 3, 21), grey = random_image(30, 20, 1, 22);
+    struct Case { const char* args; int frame; };
+    for (const Case& c : {Case{"sharpen -r 2 -l 4", 2}, Case{"soften -r 3 -l 0", 3}, Case{"denoise -m 2 -l 5", 2},
+                          Case{"denoise --yuv 1:3,2:4", 2}, Case{"denoise --method median -r 1", 1}}) {
+        const Image tool = run_tool(in, c.args);
+        Image direct(in.width, in.height, 3);
+        const std::string a = c.args;
+        Ipp32u r = 1;
+        if (a.rfind("sharpen", 0) == 0) r = QM_FN(*module, DeosConvRGB)(in.pixels.data(), direct.pixels.data(), 32, 20, 0, 2, 4);
+        else if (a.rfind("soften", 0) == 0) r = QM_FN(*module, DeosConvRGB)(in.pixels.data(), direct.pixels.data(), 32, 20, 0, 3, 0);
+        else if (a.find("--yuv") != std::string::npos) r = QM_FN(*module, DeosNrYUV)(in.pixels.data(), direct.pixels.data(), 32, 20, 1, 3, 2, 4);
+        else if (a.find("median") != std::string::npos) {
+            NrImageRecord s{const_cast<Ipp8u*>(in.pixels.data()), nullptr, 32, 20}, d{direct.pixels.data(), nullptr, 32, 20};
+            r = Ipp32u(QM_FN(*module, MedianNrRGB)(&s, &d, 1));
+        } else r = QM_FN(*module, DeosNrRGB)(in.pixels.data(), direct.pixels.data(), 32, 20, 2, 5);
+        ASSERT_EQ(r, 0u) << c.args;
+        expect_interior_equal(tool, direct, c.frame, c.args);
+        for (int x = 0; x < in.width * 3; ++x) EXPECT_EQ(tool.row(0)[x], in.row(0)[x]) << c.args << " frame";
+    }
+    // Grey pages and widths that are not a multiple of 4 work too.
+    const Image g = run_tool(grey, "sharpen -r 2 -l 4");
+    Image gd = grey;
+    std::vector<float> k(25);
+    QM_FN(*module, GetDeosConvKernelValue)(0, 2, 4, k.data());
+    QM_FN(*module, DeosConvMonoInFilterCoef)(grey.pixels.data(), gd.pixels.data(), 30, 20, 2, k.data());
+    EXPECT_EQ(g.pixels, gd.pixels);
+    const Image odd = run_tool(random_image(30, 9, 3, 4), "denoise -l 2");
+    EXPECT_EQ(odd.width, 30);
+}
+
+TEST_F(ToolOps, GeometryAndColourMatchDirectCalls) {
+    const Image in = random_image(40, 30, 3, 31);
+    const Image half = run_tool(in, "resize -s 0.5 -i super");
+    Image direct(20, 15, 3);
+    ASSERT_EQ(QM_FN(*module, ippiResize_8u_C3R)(in.pixels.data(), {40, 30}, 120, {0, 0, 40, 30}, direct.pixels.data(),
+                                                 60, {20, 15}, 0.5, 0.5, 8), 0);
+    EXPECT_EQ(half.pixels, direct.pixels);
+
+    for (const char* to : {"yuv", "hls"}) {
+        const Image tool = run_tool(in, std::string("convert --to ") + to);
+        Image d(40, 30, 3);
+        auto fn = std::string(to) == "yuv" ? QM_FN(*module, ippiRGBToYUV_8u_C3R) : QM_FN(*module, ippiRGBToHLS_8u_C3R);
+        ASSERT_EQ(fn(in.pixels.data(), 120, d.pixels.data(), 120, {40, 30}), 0);
+        EXPECT_EQ(tool.pixels, d.pixels) << to;
+    }
+
+    // An identity map through the tool reproduces the page.
+    std::ofstream xs(path("x.txt")), ys(path("y.txt"));
+    for (int y = 0; y < 30; ++y) {
+        for (int x = 0; x < 40; ++x) xs << x << ' ', ys << y << ' ';
+        xs << '\n', ys << '\n';
+    }
+    xs.close(), ys.close();
+    const Image same = run_tool(in, "remap --xmap " + path("x.txt") + " --ymap " + path("y.txt"));
+    EXPECT_EQ(same.pixels, in.pixels);
+}
+
+TEST_F(Tool, DemoWritesItsPictures) {
+    const ToolRun r = qm300_run("demo --width 256 --out " + path("demo"));
+    EXPECT_EQ(r.status, 0) << r.output;
+    EXPECT_TRUE(fs::exists(path("demo/contact-sheet.png")));
+    EXPECT_TRUE(fs::exists(path("demo/sharpen.png")));
+    EXPECT_NE(r.output.find("implementation set"), std::string::npos);
+}
+
+}  // namespace
