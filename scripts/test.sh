@@ -1,18 +1,32 @@
 #!/usr/bin/env bash
-# Builds the module and runs the whole test suite.
-#   scripts/test.sh            release build in build/
-#   QM_SANITIZE=address,undefined scripts/test.sh   instrumented build in build-asan/
+# Builds the module and runs the whole test suite, three ways:
+#   1. release build (gcc): unit, host, tool and header tests;
+#   2. clang with address + undefined-behaviour sanitizers and libFuzzer:
+#      the same tests plus a short fixed-count run of every fuzz harness;
+#   3. clang with the thread sanitizer: the concurrency stress tests.
+#   scripts/test.sh --quick    only the first
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/install-deps.sh
+quick=0
+[ "${1:-}" = "--quick" ] && quick=1
+if [ $quick -eq 1 ]; then bash scripts/install-deps.sh; else bash scripts/install-deps.sh --fuzz; fi
 jobs="${QM_JOBS:-2}"
-if [ -n "${QM_SANITIZE:-}" ]; then
-  dir="build-${QM_SANITIZE//[,]/-}"
-  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQM_SANITIZE="$QM_SANITIZE" \
-        -DQM_BUILD_BENCH=OFF
-else
-  dir=build
-  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release
-fi
-cmake --build "$dir" -j "$jobs"
-ctest --test-dir "$dir" -j "$jobs" --output-on-failure
+
+echo "== release build"
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake --build build -j "$jobs"
+ctest --test-dir build -j "$jobs" --output-on-failure
+[ $quick -eq 1 ] && exit 0
+
+echo "== address + undefined-behaviour sanitizers, fuzz harnesses"
+CC=clang CXX=clang++ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DQM_SANITIZE=address,undefined -DQM_FUZZ=ON -DQM_BUILD_BENCH=OFF >/dev/null
+cmake --build build-asan -j "$jobs"
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  ctest --test-dir build-asan -j "$jobs" --output-on-failure
+
+echo "== thread sanitizer, concurrency stress"
+CC=clang CXX=clang++ cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DQM_SANITIZE=thread -DQM_BUILD_BENCH=OFF -DQM_BUILD_TOOLS=OFF >/dev/null
+cmake --build build-tsan -j "$jobs" --target qm_unit_tests
+TSAN_OPTIONS=halt_on_error=1 ./build-tsan/tests/qm_unit_tests --gtest_filter='Stress*'
