@@ -66,11 +66,11 @@ QM_FIXED_TODO(11, 0, Ipp32u, SetDeosConvKernelUserValue,
     (const Ipp32f* in, Ipp32u radius, Ipp32s* out))
 QM_FIXED_TODO(12, 0, Ipp32u, GetDeosConvKernelValue,
     (Ipp32u mode, Ipp32u radius, int level, Ipp32f* out))
-QM_FIXED_TODO(13, 16, IppStatus, GaussNrRGB,
+QM_FIXED(13, 16, IppStatus, GaussNrRGB,
     (const NrImageRecord* src, const NrImageRecord* dst, int radius))
-QM_FIXED_TODO(14, 17, IppStatus, MedianNrRGB,
+QM_FIXED(14, 17, IppStatus, MedianNrRGB,
     (const NrImageRecord* src, const NrImageRecord* dst, int radius))
-QM_FIXED_TODO(15, 18, IppStatus, MedianColorNrRGB,
+QM_FIXED(15, 18, IppStatus, MedianColorNrRGB,
     (const NrImageRecord* src, const NrImageRecord* dst, int radius))
 
 /* Core services. */
@@ -184,15 +184,15 @@ QM_SLOT_TODO(62, 0, IppStatus, ippiRGBToYUV_8u_C3R,
 QM_SLOT_TODO(63, 0, IppStatus, ippiYUVToRGB_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(64, 0, IppStatus, ippiFilterMedian_8u_C1R,
+QM_SLOT(64, 0, IppStatus, ippiFilterMedian_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      IppiSize maskSize, IppiPoint anchor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor))
-QM_SLOT_TODO(65, 0, IppStatus, ippiFilterMedian_8u_C3R,
+QM_SLOT(65, 0, IppStatus, ippiFilterMedian_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      IppiSize maskSize, IppiPoint anchor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor))
-QM_SLOT_TODO(66, 0, IppStatus, ippiFilterMedianColor_8u_C3R,
+QM_SLOT(66, 0, IppStatus, ippiFilterMedianColor_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize, int maskCode),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode))
 QM_SLOT_TODO(67, 0, IppStatus, ippiFilterBox_8u_C1R,
@@ -228,10 +228,10 @@ QM_SLOT_TODO(75, 0, IppStatus, ippiFilterBilateral_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      IppiSize kernelSize, Ipp8u* pBuffer),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, kernelSize, pBuffer))
-QM_SLOT_TODO(76, 0, IppStatus, ippiFilterGauss_8u_C1R,
+QM_SLOT(76, 0, IppStatus, ippiFilterGauss_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize, int maskCode),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode))
-QM_SLOT_TODO(77, 0, IppStatus, ippiFilterGauss_8u_C3R,
+QM_SLOT(77, 0, IppStatus, ippiFilterGauss_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize, int maskCode),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode))
 QM_NONE(78, ippiFilterWienerGetBufferSize)

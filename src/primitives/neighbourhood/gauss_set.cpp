@@ -1,0 +1,298 @@
+// Gaussian smoothing with the fixed 3x3 and 5x5 integer masks.
+//
+// Each source row is filtered horizontally once into row buffers; the
+// vertical pass combines a ring of those rows. Sums are exact integers, so
+// the vector and scalar paths agree trivially.
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include "frame/set.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+#if defined(__SSE4_1__)
+#include <smmintrin.h>
+#endif
+
+namespace qm::QM_SET {
+namespace {
+
+// Runs vec(i) over 16-sample blocks (the last one shifted back to end at n)
+// when the row holds at least one block, one(i) per sample otherwise.
+template <typename Vec, typename One>
+inline void each_sample(int n, Vec&& vec, One&& one) {
+#if defined(__SSE2__)
+    if (n >= 16) {
+        int i = 0;
+        for (; i + 16 <= n; i += 16) vec(i);
+        if (i < n) vec(n - 16);
+        return;
+    }
+#else
+    (void)vec;
+#endif
+    for (int i = 0; i < n; ++i) one(i);
+}
+
+#if defined(__SSE2__)
+inline __m128i loadu(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
+inline void storeu(void* p, __m128i v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
+
+// 16 bytes -> two vectors of eight 16-bit lanes.
+inline void widen8(__m128i v, __m128i& lo, __m128i& hi) {
+    const __m128i z = _mm_setzero_si128();
+    lo = _mm_unpacklo_epi8(v, z);
+    hi = _mm_unpackhi_epi8(v, z);
+}
+// Four 32-bit results (each <= 255) x 4 -> 16 bytes.
+inline __m128i pack32(__m128i a, __m128i b, __m128i c, __m128i d) {
+    return _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
+}
+#endif
+
+// ---- 3x3 -----------------------------------------------------------------------
+
+// Row sums peak at 4 x 255 and the full sum at 16 x 255: 16-bit lanes hold
+// both, so the rows are kept as 16-bit values in the buffer.
+void hsum3(const Ipp8u* s, int k, Ipp16u* out, int n) {
+    each_sample(
+        n,
+        [&](int i) {
+#if defined(__SSE2__)
+            __m128i l0, l1, c0, c1, r0, r1;
+            widen8(loadu(s + i - k), l0, l1);
+            widen8(loadu(s + i), c0, c1);
+            widen8(loadu(s + i + k), r0, r1);
+            storeu(out + i, _mm_add_epi16(_mm_add_epi16(l0, r0), _mm_slli_epi16(c0, 1)));
+            storeu(out + i + 8, _mm_add_epi16(_mm_add_epi16(l1, r1), _mm_slli_epi16(c1, 1)));
+#else
+            (void)i;
+#endif
+        },
+        [&](int i) { out[i] = static_cast<Ipp16u>(s[i - k] + 2 * s[i] + s[i + k]); });
+}
+
+// Division by 16, to nearest, ties to even.
+inline Ipp8u round16(int s) { return static_cast<Ipp8u>((s + 7 + ((s >> 4) & 1)) >> 4); }
+
+void vsum3(const Ipp16u* a, const Ipp16u* b, const Ipp16u* c, Ipp8u* d, int n) {
+    each_sample(
+        n,
+        [&](int i) {
+#if defined(__SSE2__)
+            __m128i r[2];
+            const __m128i seven = _mm_set1_epi16(7), one = _mm_set1_epi16(1);
+            for (int q = 0; q < 2; ++q) {
+                const int j = i + 8 * q;
+                const __m128i s = _mm_add_epi16(_mm_add_epi16(loadu(a + j), loadu(c + j)),
+                                                _mm_slli_epi16(loadu(b + j), 1));
+                const __m128i odd = _mm_and_si128(_mm_srli_epi16(s, 4), one);
+                r[q] = _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(s, seven), odd), 4);
+            }
+            storeu(d + i, _mm_packus_epi16(r[0], r[1]));
+#else
+            (void)i;
+#endif
+        },
+        [&](int i) { d[i] = round16(a[i] + 2 * b[i] + c[i]); });
+}
+
+void gauss3(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, int k, void* buf) {
+    const int n = roi.width * k;
+    Ipp16u* base = static_cast<Ipp16u*>(buf);
+    Ipp16u* h[3] = {base, base + n, base + 2 * n};
+    hsum3(src - srcStep, k, h[0], n);
+    hsum3(src, k, h[1], n);
+    for (int y = 0; y < roi.height; ++y) {
+        hsum3(src + static_cast<ptrdiff_t>(y + 1) * srcStep, k, h[2], n);
+        vsum3(h[0], h[1], h[2], dst + static_cast<ptrdiff_t>(y) * dstStep, n);
+        std::rotate(h, h + 1, h + 3);
+    }
+}
+
+// ---- 5x5 -----------------------------------------------------------------------
+
+// The three distinct horizontal kernels, each symmetric:
+// A = [2 7 12 7 2], B = [7 31 52 31 7], C = [12 52 127 52 12].
+// Their sums peak at 7650, 32640 and 65025: each fits an unsigned 16-bit
+// value, so the ring keeps 16-bit rows and only the vertical sum widens.
+struct Abc { int a, b, c; };
+inline Abc hsum5(const Ipp8u* s, int k) {
+    const int p2 = s[-2 * k] + s[2 * k], p1 = s[-k] + s[k], p0 = s[0];
+    return {2 * p2 + 7 * p1 + 12 * p0, 7 * p2 + 31 * p1 + 52 * p0, 12 * p2 + 52 * p1 + 127 * p0};
+}
+
+// Division by 571 to nearest: the offset and the reciprocal 29382 / 2^24.
+inline Ipp8u div571(int s) {
+    return static_cast<Ipp8u>(((static_cast<Ipp32u>(s) + 286u) * 29382u) >> 24);
+}
+
+#if defined(__SSE2__)
+// A, B and C of 16 samples, eight 16-bit lanes per half, read as unsigned.
+inline void hsum5x16(const Ipp8u* s, int k, __m128i (&out)[3][2]) {
+    __m128i m2[2], m1[2], c0[2], p1[2], p2[2];
+    widen8(loadu(s - 2 * k), m2[0], m2[1]);
+    widen8(loadu(s - k), m1[0], m1[1]);
+    widen8(loadu(s), c0[0], c0[1]);
+    widen8(loadu(s + k), p1[0], p1[1]);
+    widen8(loadu(s + 2 * k), p2[0], p2[1]);
+    for (int h = 0; h < 2; ++h) {
+        const __m128i o2 = _mm_add_epi16(m2[h], p2[h]), o1 = _mm_add_epi16(m1[h], p1[h]), o0 = c0[h];
+        auto taps = [&](short w2, short w1, short w0) {
+            return _mm_add_epi16(_mm_add_epi16(_mm_mullo_epi16(o2, _mm_set1_epi16(w2)),
+                                               _mm_mullo_epi16(o1, _mm_set1_epi16(w1))),
+                                 _mm_mullo_epi16(o0, _mm_set1_epi16(w0)));
+        };
+        out[0][h] = taps(2, 7, 12);
+        out[1][h] = taps(7, 31, 52);
+        out[2][h] = taps(12, 52, 127);
+    }
+}
+
+inline __m128i div571x4(__m128i s) {
+    const __m128i t = _mm_add_epi32(s, _mm_set1_epi32(286));
+#if defined(__SSE4_1__)
+    // The product stays below 2^32, so the low half is the whole product.
+    return _mm_srli_epi32(_mm_mullo_epi32(t, _mm_set1_epi32(29382)), 24);
+#else
+    const __m128i m = _mm_set1_epi32(29382);
+    const __m128i even = _mm_srli_epi64(_mm_mul_epu32(t, m), 24);
+    const __m128i odd = _mm_srli_epi64(_mm_mul_epu32(_mm_srli_epi64(t, 32), m), 24);
+    return _mm_or_si128(even, _mm_slli_epi64(odd, 32));
+#endif
+}
+
+// Sum of three unsigned 16-bit vectors in 32-bit lanes: low and high four.
+inline void add3wide(__m128i x, __m128i y, __m128i z, __m128i& lo, __m128i& hi) {
+    const __m128i zero = _mm_setzero_si128();
+    lo = _mm_add_epi32(_mm_add_epi32(_mm_unpacklo_epi16(x, zero), _mm_unpacklo_epi16(y, zero)),
+                       _mm_unpacklo_epi16(z, zero));
+    hi = _mm_add_epi32(_mm_add_epi32(_mm_unpackhi_epi16(x, zero), _mm_unpackhi_epi16(y, zero)),
+                       _mm_unpackhi_epi16(z, zero));
+}
+#endif
+
+// Slot (row mod 4) of the ring holds the A, B and C sums of one source row.
+struct Ring {
+    Ipp16u* base;
+    int n;
+    Ipp16u* a(int row) const { return base + static_cast<ptrdiff_t>(row & 3) * 3 * n; }
+    Ipp16u* b(int row) const { return a(row) + n; }
+    Ipp16u* c(int row) const { return a(row) + 2 * n; }
+};
+
+void prime5(const Ipp8u* s, int k, const Ring& ring, int row) {
+    Ipp16u* A = ring.a(row);
+    Ipp16u* B = ring.b(row);
+    Ipp16u* C = ring.c(row);
+    each_sample(
+        ring.n,
+        [&](int i) {
+#if defined(__SSE2__)
+            __m128i v[3][2];
+            hsum5x16(s + i, k, v);
+            storeu(A + i, v[0][0]);
+            storeu(A + i + 8, v[0][1]);
+            storeu(B + i, v[1][0]);
+            storeu(B + i + 8, v[1][1]);
+            storeu(C + i, v[2][0]);
+            storeu(C + i + 8, v[2][1]);
+#else
+            (void)i;
+#endif
+        },
+        [&](int i) {
+            const Abc v = hsum5(s + i, k);
+            A[i] = static_cast<Ipp16u>(v.a);
+            B[i] = static_cast<Ipp16u>(v.b);
+            C[i] = static_cast<Ipp16u>(v.c);
+        });
+}
+
+void gauss5(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, int k, void* buf) {
+    const int n = roi.width * k;
+    const Ring ring{static_cast<Ipp16u*>(buf), n};
+    for (int r = -2; r <= 1; ++r) prime5(src + static_cast<ptrdiff_t>(r) * srcStep, k, ring, r);
+    for (int y = 0; y < roi.height; ++y) {
+        // Row y + 2 takes the slot of row y - 2 sample by sample, after its A
+        // has been read, so this pass never revisits a sample.
+        const Ipp8u* s = src + static_cast<ptrdiff_t>(y + 2) * srcStep;
+        Ipp8u* d = dst + static_cast<ptrdiff_t>(y) * dstStep;
+        Ipp16u* A0 = ring.a(y - 2);
+        Ipp16u* B0 = ring.b(y - 2);
+        Ipp16u* C0 = ring.c(y - 2);
+        const Ipp16u* B1 = ring.b(y - 1);
+        const Ipp16u* C2 = ring.c(y);
+        const Ipp16u* B3 = ring.b(y + 1);
+        int i = 0;
+#if defined(__SSE2__)
+        for (; i + 16 <= n; i += 16) {
+            __m128i v[3][2];
+            hsum5x16(s + i, k, v);
+            __m128i r[4];
+            for (int h = 0; h < 2; ++h) {
+                const int j = i + 8 * h;
+                // A + A' <= 15300 and B + B' <= 65280 still fit 16 bits.
+                const __m128i aa = _mm_add_epi16(loadu(A0 + j), v[0][h]);
+                const __m128i bb = _mm_add_epi16(loadu(B1 + j), loadu(B3 + j));
+                __m128i lo, hi;
+                add3wide(aa, bb, loadu(C2 + j), lo, hi);
+                r[2 * h] = div571x4(lo);
+                r[2 * h + 1] = div571x4(hi);
+            }
+            storeu(d + i, pack32(r[0], r[1], r[2], r[3]));
+            storeu(A0 + i, v[0][0]);
+            storeu(A0 + i + 8, v[0][1]);
+            storeu(B0 + i, v[1][0]);
+            storeu(B0 + i + 8, v[1][1]);
+            storeu(C0 + i, v[2][0]);
+            storeu(C0 + i + 8, v[2][1]);
+        }
+#endif
+        for (; i < n; ++i) {
+            const Abc v = hsum5(s + i, k);
+            d[i] = div571(A0[i] + B1[i] + C2[i] + B3[i] + v.a);
+            A0[i] = static_cast<Ipp16u>(v.a);
+            B0[i] = static_cast<Ipp16u>(v.b);
+            C0[i] = static_cast<Ipp16u>(v.c);
+        }
+    }
+}
+
+IppStatus gauss_entry(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, int maskCode,
+                      int k) {
+    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
+    if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;
+    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
+    if (maskCode != 33 && maskCode != 55) return ippStsMaskSizeErr;
+    const int rows = maskCode == 33 ? 3 : 12;
+    // A buffer beyond the allocator's 32-bit length is reported like any
+    // failed allocation rather than wrapped.
+    const int64_t bytes = int64_t{rows} * roi.width * k * 4;
+    if (bytes > INT_MAX) return ippStsMemAllocErr;
+    // Sized for 32-bit row values; the rows use 16-bit lanes of it.
+    void* buf = ::ippMalloc(static_cast<int>(bytes));
+    if (buf == nullptr) return ippStsMemAllocErr;
+    if (maskCode == 33)
+        gauss3(pSrc, srcStep, pDst, dstStep, roi, k, buf);
+    else
+        gauss5(pSrc, srcStep, pDst, dstStep, roi, k, buf);
+    ::ippFree(buf);
+    return ippStsNoErr;
+}
+
+}  // namespace
+
+IppStatus ippiFilterGauss_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
+                                 int maskCode) {
+    return gauss_entry(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode, 1);
+}
+
+IppStatus ippiFilterGauss_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
+                                 int maskCode) {
+    return gauss_entry(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode, 3);
+}
+
+}  // namespace qm::QM_SET
