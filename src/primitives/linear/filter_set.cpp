@@ -211,16 +211,54 @@ void float_filter(const Geometry& g, const float* kernel) {
 
 // ---- integer kernels -------------------------------------------------------
 
-// Sums wrap in 32 bits; unsigned arithmetic keeps that defined.
-template <class Finish>
-void int_filter(const Geometry& g, const Ipp32s* kernel, Finish finish) {
+inline Ipp8u clamp_u8(int32_t v) { return static_cast<Ipp8u>(v < 0 ? 0 : v > 255 ? 255 : v); }
+
+// The three divisor rules, chosen once per call.
+struct Divide {
+    enum Rule { One, Shift, Reciprocal } rule;
+    int k;         // Shift: divisor = 2^k
+    float recip;   // Reciprocal: single-precision 1 / divisor
+    explicit Divide(int divisor)
+        : rule(divisor == 1 ? One : (divisor > 1 && (divisor & (divisor - 1)) == 0) ? Shift : Reciprocal),
+          k(rule == Shift ? __builtin_ctz(static_cast<unsigned>(divisor)) : 0),
+          recip(1.0f / static_cast<float>(divisor)) {}
+    Ipp8u operator()(int32_t s) const {
+        if (rule == One) return clamp_u8(s);
+        if (rule == Reciprocal) return to_u8(static_cast<float>(s) * recip);
+        if (s <= 0) return 0;
+        // Half to even, in integers.
+        const int32_t half = int32_t{1} << (k - 1), q = s >> k, rem = s & ((int32_t{1} << k) - 1);
+        return clamp_u8(q + ((rem > half || (rem == half && (q & 1))) ? 1 : 0));
+    }
+#if defined(__SSE2__)
+    // Four sums to four values in 0..255, in 32-bit lanes.
+    __m128i operator()(__m128i s) const {
+        if (rule == One) return s;  // the final packs saturate
+        if (rule == Reciprocal) {
+            const __m128 t = _mm_mul_ps(_mm_cvtepi32_ps(s), _mm_set1_ps(recip));
+            return _mm_cvtps_epi32(_mm_min_ps(_mm_max_ps(t, _mm_setzero_ps()), _mm_set1_ps(255.0f)));
+        }
+        // (s + half - 1 + (q & 1)) >> k rounds half to even for s > 0; the sum
+        // stays below 2^32, so a logical shift is exact.
+        const __m128i cnt = _mm_cvtsi32_si128(k);
+        const __m128i odd = _mm_and_si128(_mm_srl_epi32(s, cnt), _mm_set1_epi32(1));
+        const __m128i bias = _mm_add_epi32(_mm_set1_epi32((int32_t{1} << (k - 1)) - 1), odd);
+        const __m128i q = _mm_srl_epi32(_mm_add_epi32(s, bias), cnt);
+        return _mm_and_si128(q, _mm_cmpgt_epi32(s, _mm_setzero_si128()));
+    }
+#endif
+};
+
+// Sums wrap in 32 bits; unsigned arithmetic keeps that defined. The order of
+// integer additions does not matter, so taps go outer here.
+void int_plain(const Geometry& g, const Ipp32s* kernel, const Divide& finish, int x0, int y0) {
     const int n = g.width * g.ch;
     const int64_t taps = int64_t{g.kw} * g.kh;
     constexpr int kChunk = 1024;
     uint32_t acc[kChunk];
-    for (int y = 0; y < g.height; ++y) {
+    for (int y = y0; y < g.height; ++y) {
         Ipp8u* d = g.dst + y * g.dstStep;
-        for (int e0 = 0; e0 < n; e0 += kChunk) {
+        for (int e0 = y == y0 ? x0 : 0; e0 < n; e0 += kChunk) {
             const int m = n - e0 < kChunk ? n - e0 : kChunk;
             std::memset(acc, 0, sizeof(uint32_t) * m);
             const Ipp32s* k = kernel + taps - 1;
@@ -237,25 +275,70 @@ void int_filter(const Geometry& g, const Ipp32s* kernel, Finish finish) {
     }
 }
 
-inline Ipp8u clamp_u8(int32_t v) { return static_cast<Ipp8u>(v < 0 ? 0 : v > 255 ? 255 : v); }
+#if defined(__SSE2__)
+// w * p mod 2^32 = lo16(w) * p + (hi16(w) * p mod 2^16) << 16 for bytes p:
+// the first part is exact in 16x16->32 multiplies, the second only needs
+// 16-bit lanes. 16 values per step.
+void int_vector(const Geometry& g, const Ipp32s* kernel, const Divide& finish) {
+    const int n = g.width * g.ch;
+    const int taps = g.kw * g.kh;
+    alignas(16) int16_t wl[1024], wh[1024];
+    for (int t = 0; t < taps; ++t) {  // reversed: window order
+        const uint32_t w = static_cast<uint32_t>(kernel[taps - 1 - t]);
+        wl[t] = static_cast<int16_t>(w & 0xFFFF);
+        wh[t] = static_cast<int16_t>(w >> 16);
+    }
+    const __m128i z = _mm_setzero_si128();
+    const int last = n - 16;
+    for (int y = 0; y < g.height; ++y) {
+        Ipp8u* d = g.dst + y * g.dstStep;
+        const Ipp8u* top = g.src + y * g.srcStep;
+        for (int e = 0; e <= last; e += 16) {
+            __m128i l0 = z, l1 = z, l2 = z, l3 = z, h0 = z, h1 = z;
+            int t = 0;
+            for (int r = 0; r < g.kh; ++r) {
+                const Ipp8u* row = top + r * g.srcStep + e;
+                for (int c = 0; c < g.kw; ++c, ++t, row += g.ch) {
+                    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row));
+                    const __m128i p0 = _mm_unpacklo_epi8(b, z), p1 = _mm_unpackhi_epi8(b, z);
+                    const __m128i lo = _mm_set1_epi16(wl[t]), hi = _mm_set1_epi16(wh[t]);
+                    const __m128i m0l = _mm_mullo_epi16(p0, lo), m0h = _mm_mulhi_epu16(p0, lo);
+                    const __m128i m1l = _mm_mullo_epi16(p1, lo), m1h = _mm_mulhi_epu16(p1, lo);
+                    l0 = _mm_add_epi32(l0, _mm_unpacklo_epi16(m0l, m0h));
+                    l1 = _mm_add_epi32(l1, _mm_unpackhi_epi16(m0l, m0h));
+                    l2 = _mm_add_epi32(l2, _mm_unpacklo_epi16(m1l, m1h));
+                    l3 = _mm_add_epi32(l3, _mm_unpackhi_epi16(m1l, m1h));
+                    h0 = _mm_add_epi16(h0, _mm_mullo_epi16(p0, hi));
+                    h1 = _mm_add_epi16(h1, _mm_mullo_epi16(p1, hi));
+                }
+            }
+            const __m128i s0 = finish(_mm_add_epi32(l0, _mm_unpacklo_epi16(z, h0)));
+            const __m128i s1 = finish(_mm_add_epi32(l1, _mm_unpackhi_epi16(z, h0)));
+            const __m128i s2 = finish(_mm_add_epi32(l2, _mm_unpacklo_epi16(z, h1)));
+            const __m128i s3 = finish(_mm_add_epi32(l3, _mm_unpackhi_epi16(z, h1)));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e),
+                             _mm_packus_epi16(_mm_packs_epi32(s0, s1), _mm_packs_epi32(s2, s3)));
+        }
+        // The row's last values: the scalar loop, one row at a time.
+        const int done = n >= 16 ? (n / 16) * 16 : 0;
+        if (done < n) {
+            Geometry one = g;
+            one.height = y + 1;
+            int_plain(one, kernel, finish, done, y);
+        }
+    }
+}
+#endif
 
 void int_dispatch(const Geometry& g, const Ipp32s* kernel, int divisor) {
-    if (divisor == 1) {
-        int_filter(g, kernel, [](int32_t s) { return clamp_u8(s); });
+    const Divide finish(divisor);
+#if defined(__SSE2__)
+    if (int64_t{g.kw} * g.kh <= 1024) {
+        int_vector(g, kernel, finish);
         return;
     }
-    if (divisor > 1 && (divisor & (divisor - 1)) == 0) {
-        const int k = __builtin_ctz(static_cast<unsigned>(divisor));
-        const int32_t half = int32_t{1} << (k - 1), mask = divisor - 1;
-        int_filter(g, kernel, [=](int32_t s) -> Ipp8u {
-            if (s <= 0) return 0;
-            const int32_t q = s >> k, rem = s & mask;
-            return clamp_u8(q + ((rem > half || (rem == half && (q & 1))) ? 1 : 0));
-        });
-        return;
-    }
-    const float recip = 1.0f / static_cast<float>(divisor);
-    int_filter(g, kernel, [=](int32_t s) { return to_u8(static_cast<float>(s) * recip); });
+#endif
+    int_plain(g, kernel, finish, 0, 0);
 }
 
 // ---- checks ----------------------------------------------------------------
