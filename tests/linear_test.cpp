@@ -54,8 +54,12 @@ TEST_P(LinearShapes, IntegerKernelMatchesReferenceForEveryDivisorRule) {
     std::vector<Ipp32s> k(size_t(c.kw) * c.kh);
     for (Ipp32s& v : k) v = wd(rng);
     auto sets = c.ch == 1 ? QM_ALL_SETS(ippiFilter_8u_C1R) : QM_ALL_SETS(ippiFilter_8u_C3R);
-    const int taps = c.kw * c.kh;
-    for (int divisor : {1, 2, 64 * taps, 16 * taps + 1, -3 * taps, 3}) {
+    // Divisors near the kernel's gain keep most results off the clamps.
+    int gain = 2;
+    for (Ipp32s v : k) gain += v;
+    int pow2 = 2;
+    while (pow2 < gain) pow2 *= 2;
+    for (int divisor : {1, 2, pow2, 2 * pow2, gain | 1, -(gain | 1), 3}) {
         const auto want =
             qmtest::ref_filter_int(s.img.data(), s.img.step(), c.ch, c.w, c.h, k.data(), c.kw, c.kh, divisor);
         for (auto [set, fn] : sets) {
@@ -64,6 +68,18 @@ TEST_P(LinearShapes, IntegerKernelMatchesReferenceForEveryDivisorRule) {
                          {c.ax, c.ay}, divisor), 0);
             EXPECT_EQ(d.payload(), want) << set << " divisor " << divisor;
             EXPECT_TRUE(d.guards_intact()) << set;
+        }
+    }
+    // Weights over the whole 32-bit range: the sums wrap.
+    for (Ipp32s& v : k) v = static_cast<Ipp32s>(rng());
+    for (int divisor : {1 << 24, 1 << 30, 1000003}) {
+        const auto want =
+            qmtest::ref_filter_int(s.img.data(), s.img.step(), c.ch, c.w, c.h, k.data(), c.kw, c.kh, divisor);
+        for (auto [set, fn] : sets) {
+            GuardedImage d(c.ch * c.w, c.h, c.pad);
+            ASSERT_EQ(fn(s.p, s.img.step(), d.data(), d.step(), {c.w, c.h}, k.data(), {c.kw, c.kh},
+                         {c.ax, c.ay}, divisor), 0);
+            EXPECT_EQ(d.payload(), want) << set << " wrapped, divisor " << divisor;
         }
     }
 }
