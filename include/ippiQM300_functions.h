@@ -35,9 +35,9 @@
 #endif
 
 /* Scanner filters. */
-QM_FIXED_TODO(0, 10, Ipp32u, DeosConvRgbInFilterCoef,
+QM_FIXED(0, 10, Ipp32u, DeosConvRgbInFilterCoef,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u radius, const Ipp32f* kernels))
-QM_FIXED_TODO(1, 11, Ipp32u, DeosConvMonoInFilterCoef,
+QM_FIXED(1, 11, Ipp32u, DeosConvMonoInFilterCoef,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u radius, const Ipp32f* kernel))
 QM_FIXED_TODO(2, 12, Ipp32u, DeosNrRGB,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u level))
@@ -49,22 +49,22 @@ QM_FIXED_TODO(4, 14, Ipp32u, DeosNrYUV,
      Ipp32u modeUV, Ipp32u levelUV))
 QM_FIXED_TODO(5, 15, Ipp32u, DeosNrMono,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u level))
-QM_FIXED_TODO(6, 4, Ipp32u, DeosConvRGB,
+QM_FIXED(6, 4, Ipp32u, DeosConvRGB,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u radius, int level))
-QM_FIXED_TODO(7, 5, Ipp32u, DeosConvRGB2,
+QM_FIXED(7, 5, Ipp32u, DeosConvRGB2,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u radius, int level,
      const Ipp32f* kernel))
-QM_FIXED_TODO(8, 6, Ipp32u, DeosConvRGB3,
+QM_FIXED(8, 6, Ipp32u, DeosConvRGB3,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u radius, int level,
      const Ipp32s* kernel))
-QM_FIXED_TODO(9, 7, Ipp32u, DeosConvRGB4,
+QM_FIXED(9, 7, Ipp32u, DeosConvRGB4,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u radius, int level,
      const Ipp32s* kernel, const Ipp8u* lut))
-QM_FIXED_TODO(10, 8, Ipp32u, SetDeosConvKernelValue,
+QM_FIXED(10, 8, Ipp32u, SetDeosConvKernelValue,
     (Ipp32u mode, Ipp32u radius, int level, Ipp32s* out))
-QM_FIXED_TODO(11, 0, Ipp32u, SetDeosConvKernelUserValue,
+QM_FIXED(11, 0, Ipp32u, SetDeosConvKernelUserValue,
     (const Ipp32f* in, Ipp32u radius, Ipp32s* out))
-QM_FIXED_TODO(12, 0, Ipp32u, GetDeosConvKernelValue,
+QM_FIXED(12, 0, Ipp32u, GetDeosConvKernelValue,
     (Ipp32u mode, Ipp32u radius, int level, Ipp32f* out))
 QM_FIXED(13, 16, IppStatus, GaussNrRGB,
     (const NrImageRecord* src, const NrImageRecord* dst, int radius))
@@ -106,19 +106,19 @@ QM_SLOT_TODO(29, 33, IppStatus, ippiRemap_8u_C3R,
      IppiSize dstRoiSize, int interpolation),
     (pSrc, srcSize, srcStep, srcRoi, pxMap, xMapStep, pyMap, yMapStep, pDst, dstStep,
      dstRoiSize, interpolation))
-QM_SLOT_TODO(30, 0, IppStatus, ippiFilter_8u_C3R,
+QM_SLOT(30, 0, IppStatus, ippiFilter_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      const Ipp32s* pKernel, IppiSize kernelSize, IppiPoint anchor, int divisor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor))
-QM_SLOT_TODO(31, 36, IppStatus, ippiFilter_8u_C1R,
+QM_SLOT(31, 36, IppStatus, ippiFilter_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      const Ipp32s* pKernel, IppiSize kernelSize, IppiPoint anchor, int divisor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor))
-QM_SLOT_TODO(32, 0, IppStatus, ippiFilter32f_8u_C3R,
+QM_SLOT(32, 0, IppStatus, ippiFilter32f_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      const Ipp32f* pKernel, IppiSize kernelSize, IppiPoint anchor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor))
-QM_SLOT_TODO(33, 0, IppStatus, ippiFilter32f_8u_C1R,
+QM_SLOT(33, 0, IppStatus, ippiFilter32f_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      const Ipp32f* pKernel, IppiSize kernelSize, IppiPoint anchor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor))

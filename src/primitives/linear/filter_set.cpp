@@ -1,0 +1,397 @@
+// Fixed-kernel linear filters on 8-bit images: integer kernels with a divisor,
+// float kernels. The kernel is applied flipped (true convolution).
+//
+// Every output value sums its taps in one order: window rows top to bottom,
+// columns left to right. The vector loops run across output values with that
+// same order, so every set gives the bytes of the scalar code.
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "frame/set.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+#if defined(__AVX__)
+#include <immintrin.h>
+#endif
+
+namespace qm::QM_SET {
+namespace {
+
+// Float to 8 bits: saturate, then round half to even (NaN gives 0).
+inline Ipp8u to_u8(float t) {
+    if (t >= 255.0f) return 255;
+    if (!(t > 0.5f)) return 0;
+    double v = std::trunc(static_cast<double>(t) + 0.5);
+    if (v - static_cast<double>(t) == 0.5 && (static_cast<int>(v) & 1)) v -= 1.0;
+    return static_cast<Ipp8u>(v);
+}
+
+// Rows are converted once into a ring of float rows kept on the stack; wide
+// images go in vertical strips so the ring fits.
+constexpr int kRingFloats = 16384;
+constexpr int kMinStrip = 16;  // pixels; below that the ring is not worth it
+
+struct Geometry {
+    const Ipp8u* src;  // top-left byte of the window of output (0, 0)
+    ptrdiff_t srcStep;
+    Ipp8u* dst;
+    ptrdiff_t dstStep;
+    int width, height;  // output pixels
+    int kw, kh, ch;
+};
+
+Geometry geometry(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi,
+                  IppiSize ks, IppiPoint anchor, int ch) {
+    // The last kernel element meets the window's top-left pixel.
+    const ptrdiff_t dx = ptrdiff_t{anchor.x} - (ks.width - 1);
+    const ptrdiff_t dy = ptrdiff_t{anchor.y} - (ks.height - 1);
+    return {pSrc + dy * srcStep + dx * ch, srcStep, pDst, dstStep, roi.width, roi.height,
+            ks.width, ks.height, ch};
+}
+
+// ---- float kernels ---------------------------------------------------------
+
+// kr is the kernel reversed, so that kr[r * kw + c] weights window (r, c).
+void float_plain(const Geometry& g, const float* kr) {
+    const int n = g.width * g.ch;
+    for (int y = 0; y < g.height; ++y) {
+        Ipp8u* d = g.dst + y * g.dstStep;
+        for (int e = 0; e < n; ++e) {
+            float s = 0.0f;
+            for (int r = 0; r < g.kh; ++r) {
+                const Ipp8u* row = g.src + (y + r) * g.srcStep + e;
+                const float* k = kr + r * g.kw;
+                for (int c = 0; c < g.kw; ++c) s = s + k[c] * static_cast<float>(row[c * g.ch]);
+            }
+            d[e] = to_u8(s);
+        }
+    }
+}
+
+inline void widen_row(const Ipp8u* s, float* d, int n) {
+    int i = 0;
+#if defined(__SSE2__)
+    const __m128i z = _mm_setzero_si128();
+    for (; i + 16 <= n; i += 16) {
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i));
+        const __m128i lo = _mm_unpacklo_epi8(b, z), hi = _mm_unpackhi_epi8(b, z);
+        _mm_storeu_ps(d + i, _mm_cvtepi32_ps(_mm_unpacklo_epi16(lo, z)));
+        _mm_storeu_ps(d + i + 4, _mm_cvtepi32_ps(_mm_unpackhi_epi16(lo, z)));
+        _mm_storeu_ps(d + i + 8, _mm_cvtepi32_ps(_mm_unpacklo_epi16(hi, z)));
+        _mm_storeu_ps(d + i + 12, _mm_cvtepi32_ps(_mm_unpackhi_epi16(hi, z)));
+    }
+#endif
+    for (; i < n; ++i) d[i] = static_cast<float>(s[i]);
+}
+
+// One output row of a strip: `rows[r]` are the window's float rows, n values.
+// Blocks of 4 vectors keep four independent sums in flight per tap.
+void float_row(const float* const* rows, const float* kr, int kw, int kh, int ch, Ipp8u* d, int n) {
+    int e = 0;
+#if defined(__AVX__)
+    const __m256 zero8 = _mm256_setzero_ps(), top8 = _mm256_set1_ps(255.0f);
+    auto pack8 = [&](__m256 v) {
+        // max(v, 0) turns NaN into 0; the conversion rounds half to even.
+        const __m256i i = _mm256_cvtps_epi32(_mm256_min_ps(_mm256_max_ps(v, zero8), top8));
+        return _mm_packs_epi32(_mm256_castsi256_si128(i), _mm256_extractf128_si256(i, 1));
+    };
+    for (; e + 32 <= n; e += 32) {
+        __m256 a0 = zero8, a1 = zero8, a2 = zero8, a3 = zero8;
+        for (int r = 0; r < kh; ++r) {
+            const float* row = rows[r] + e;
+            const float* k = kr + r * kw;
+            for (int c = 0; c < kw; ++c, row += ch) {
+                const __m256 w = _mm256_broadcast_ss(k + c);
+                a0 = _mm256_add_ps(a0, _mm256_mul_ps(w, _mm256_loadu_ps(row)));
+                a1 = _mm256_add_ps(a1, _mm256_mul_ps(w, _mm256_loadu_ps(row + 8)));
+                a2 = _mm256_add_ps(a2, _mm256_mul_ps(w, _mm256_loadu_ps(row + 16)));
+                a3 = _mm256_add_ps(a3, _mm256_mul_ps(w, _mm256_loadu_ps(row + 24)));
+            }
+        }
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e), _mm_packus_epi16(pack8(a0), pack8(a1)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e + 16), _mm_packus_epi16(pack8(a2), pack8(a3)));
+    }
+#endif
+#if defined(__SSE2__)
+    const __m128 zero = _mm_setzero_ps(), top = _mm_set1_ps(255.0f);
+    auto cvt = [&](__m128 v) { return _mm_cvtps_epi32(_mm_min_ps(_mm_max_ps(v, zero), top)); };
+    for (; e + 16 <= n; e += 16) {
+        __m128 a0 = zero, a1 = zero, a2 = zero, a3 = zero;
+        for (int r = 0; r < kh; ++r) {
+            const float* row = rows[r] + e;
+            const float* k = kr + r * kw;
+            for (int c = 0; c < kw; ++c, row += ch) {
+                const __m128 w = _mm_set1_ps(k[c]);
+                a0 = _mm_add_ps(a0, _mm_mul_ps(w, _mm_loadu_ps(row)));
+                a1 = _mm_add_ps(a1, _mm_mul_ps(w, _mm_loadu_ps(row + 4)));
+                a2 = _mm_add_ps(a2, _mm_mul_ps(w, _mm_loadu_ps(row + 8)));
+                a3 = _mm_add_ps(a3, _mm_mul_ps(w, _mm_loadu_ps(row + 12)));
+            }
+        }
+        const __m128i lo = _mm_packs_epi32(cvt(a0), cvt(a1)), hi = _mm_packs_epi32(cvt(a2), cvt(a3));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e), _mm_packus_epi16(lo, hi));
+    }
+    for (; e + 4 <= n; e += 4) {
+        __m128 a = zero;
+        for (int r = 0; r < kh; ++r) {
+            const float* row = rows[r] + e;
+            const float* k = kr + r * kw;
+            for (int c = 0; c < kw; ++c, row += ch) a = _mm_add_ps(a, _mm_mul_ps(_mm_set1_ps(k[c]), _mm_loadu_ps(row)));
+        }
+        const __m128i b = _mm_packs_epi32(cvt(a), cvt(a));
+        const int four = _mm_cvtsi128_si32(_mm_packus_epi16(b, b));
+        std::memcpy(d + e, &four, 4);
+    }
+#endif
+    for (; e < n; ++e) {
+        float s = 0.0f;
+        for (int r = 0; r < kh; ++r) {
+            const float* row = rows[r] + e;
+            const float* k = kr + r * kw;
+            for (int c = 0; c < kw; ++c) s = s + k[c] * row[c * ch];
+        }
+        d[e] = to_u8(s);
+    }
+}
+
+void float_ring(const Geometry& g, const float* kr, int stripPixels) {
+    alignas(32) float ring[kRingFloats];
+    const float* rows[kRingFloats / kMinStrip];
+    for (int x0 = 0; x0 < g.width; x0 += stripPixels) {
+        const int sw = g.width - x0 < stripPixels ? g.width - x0 : stripPixels;
+        const int rowLen = g.ch * (sw + g.kw - 1);
+        const Ipp8u* s = g.src + ptrdiff_t{x0} * g.ch;
+        for (int r = 0; r < g.kh - 1; ++r) widen_row(s + r * g.srcStep, ring + r * rowLen, rowLen);
+        for (int y = 0; y < g.height; ++y) {
+            // Window row r of output row y is source row y + r, in slot (y + r) % kh.
+            const int newest = y + g.kh - 1;
+            widen_row(s + ptrdiff_t{newest} * g.srcStep, ring + (newest % g.kh) * rowLen, rowLen);
+            for (int r = 0; r < g.kh; ++r) rows[r] = ring + ((y + r) % g.kh) * rowLen;
+            float_row(rows, kr, g.kw, g.kh, g.ch, g.dst + y * g.dstStep + ptrdiff_t{x0} * g.ch, g.ch * sw);
+        }
+    }
+}
+
+void float_filter(const Geometry& g, const float* kernel) {
+    const int64_t taps = int64_t{g.kw} * g.kh;
+    // The reversed kernel; large kernels read the caller's array backwards instead.
+    alignas(32) float local[1024];
+    const float* kr = nullptr;
+    if (taps <= 1024) {
+        for (int64_t t = 0; t < taps; ++t) local[t] = kernel[taps - 1 - t];
+        kr = local;
+    }
+    // Widest strip whose kh float rows fit the ring.
+    const int64_t perRow = kRingFloats / g.kh;
+    const int64_t strip = perRow / g.ch - (g.kw - 1);
+    if (kr != nullptr && strip >= kMinStrip) {
+        float_ring(g, kr, static_cast<int>(strip < g.width ? strip : g.width));
+        return;
+    }
+    if (kr == nullptr) {
+        // Huge kernels: plain loop on the reversed view, same order of sums.
+        const int n = g.width * g.ch;
+        for (int y = 0; y < g.height; ++y)
+            for (int e = 0; e < n; ++e) {
+                float s = 0.0f;
+                const float* k = kernel + taps - 1;
+                for (int r = 0; r < g.kh; ++r) {
+                    const Ipp8u* row = g.src + (y + r) * g.srcStep + e;
+                    for (int c = 0; c < g.kw; ++c, --k) s = s + *k * static_cast<float>(row[c * g.ch]);
+                }
+                g.dst[y * g.dstStep + e] = to_u8(s);
+            }
+        return;
+    }
+    float_plain(g, kr);
+}
+
+// ---- integer kernels -------------------------------------------------------
+
+inline Ipp8u clamp_u8(int32_t v) { return static_cast<Ipp8u>(v < 0 ? 0 : v > 255 ? 255 : v); }
+
+// The three divisor rules, chosen once per call.
+struct Divide {
+    enum Rule { One, Shift, Reciprocal } rule;
+    int k;         // Shift: divisor = 2^k
+    float recip;   // Reciprocal: single-precision 1 / divisor
+    explicit Divide(int divisor)
+        : rule(divisor == 1 ? One : (divisor > 1 && (divisor & (divisor - 1)) == 0) ? Shift : Reciprocal),
+          k(rule == Shift ? __builtin_ctz(static_cast<unsigned>(divisor)) : 0),
+          recip(1.0f / static_cast<float>(divisor)) {}
+    Ipp8u operator()(int32_t s) const {
+        if (rule == One) return clamp_u8(s);
+        if (rule == Reciprocal) return to_u8(static_cast<float>(s) * recip);
+        if (s <= 0) return 0;
+        // Half to even, in integers.
+        const int32_t half = int32_t{1} << (k - 1), q = s >> k, rem = s & ((int32_t{1} << k) - 1);
+        return clamp_u8(q + ((rem > half || (rem == half && (q & 1))) ? 1 : 0));
+    }
+#if defined(__SSE2__)
+    // Four sums to four values in 0..255, in 32-bit lanes.
+    __m128i operator()(__m128i s) const {
+        if (rule == One) return s;  // the final packs saturate
+        if (rule == Reciprocal) {
+            const __m128 t = _mm_mul_ps(_mm_cvtepi32_ps(s), _mm_set1_ps(recip));
+            return _mm_cvtps_epi32(_mm_min_ps(_mm_max_ps(t, _mm_setzero_ps()), _mm_set1_ps(255.0f)));
+        }
+        // (s + half - 1 + (q & 1)) >> k rounds half to even for s > 0; the sum
+        // stays below 2^32, so a logical shift is exact.
+        const __m128i cnt = _mm_cvtsi32_si128(k);
+        const __m128i odd = _mm_and_si128(_mm_srl_epi32(s, cnt), _mm_set1_epi32(1));
+        const __m128i bias = _mm_add_epi32(_mm_set1_epi32((int32_t{1} << (k - 1)) - 1), odd);
+        const __m128i q = _mm_srl_epi32(_mm_add_epi32(s, bias), cnt);
+        return _mm_and_si128(q, _mm_cmpgt_epi32(s, _mm_setzero_si128()));
+    }
+#endif
+};
+
+// Sums wrap in 32 bits; unsigned arithmetic keeps that defined. The order of
+// integer additions does not matter, so taps go outer here.
+void int_plain(const Geometry& g, const Ipp32s* kernel, const Divide& finish, int x0, int y0) {
+    const int n = g.width * g.ch;
+    const int64_t taps = int64_t{g.kw} * g.kh;
+    constexpr int kChunk = 1024;
+    uint32_t acc[kChunk];
+    for (int y = y0; y < g.height; ++y) {
+        Ipp8u* d = g.dst + y * g.dstStep;
+        for (int e0 = y == y0 ? x0 : 0; e0 < n; e0 += kChunk) {
+            const int m = n - e0 < kChunk ? n - e0 : kChunk;
+            std::memset(acc, 0, sizeof(uint32_t) * m);
+            const Ipp32s* k = kernel + taps - 1;
+            for (int r = 0; r < g.kh; ++r) {
+                const Ipp8u* row = g.src + (y + r) * g.srcStep + e0;
+                for (int c = 0; c < g.kw; ++c, --k) {
+                    const uint32_t w = static_cast<uint32_t>(*k);
+                    const Ipp8u* s = row + c * g.ch;
+                    for (int i = 0; i < m; ++i) acc[i] += w * s[i];
+                }
+            }
+            for (int i = 0; i < m; ++i) d[e0 + i] = finish(static_cast<int32_t>(acc[i]));
+        }
+    }
+}
+
+#if defined(__SSE2__)
+// w * p mod 2^32 = lo16(w) * p + (hi16(w) * p mod 2^16) << 16 for bytes p:
+// the first part is exact in 16x16->32 multiplies, the second only needs
+// 16-bit lanes. 16 values per step.
+void int_vector(const Geometry& g, const Ipp32s* kernel, const Divide& finish) {
+    const int n = g.width * g.ch;
+    const int taps = g.kw * g.kh;
+    alignas(16) int16_t wl[1024], wh[1024];
+    for (int t = 0; t < taps; ++t) {  // reversed: window order
+        const uint32_t w = static_cast<uint32_t>(kernel[taps - 1 - t]);
+        wl[t] = static_cast<int16_t>(w & 0xFFFF);
+        wh[t] = static_cast<int16_t>(w >> 16);
+    }
+    const __m128i z = _mm_setzero_si128();
+    const int last = n - 16;
+    for (int y = 0; y < g.height; ++y) {
+        Ipp8u* d = g.dst + y * g.dstStep;
+        const Ipp8u* top = g.src + y * g.srcStep;
+        for (int e = 0; e <= last; e += 16) {
+            __m128i l0 = z, l1 = z, l2 = z, l3 = z, h0 = z, h1 = z;
+            int t = 0;
+            for (int r = 0; r < g.kh; ++r) {
+                const Ipp8u* row = top + r * g.srcStep + e;
+                for (int c = 0; c < g.kw; ++c, ++t, row += g.ch) {
+                    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row));
+                    const __m128i p0 = _mm_unpacklo_epi8(b, z), p1 = _mm_unpackhi_epi8(b, z);
+                    const __m128i lo = _mm_set1_epi16(wl[t]), hi = _mm_set1_epi16(wh[t]);
+                    const __m128i m0l = _mm_mullo_epi16(p0, lo), m0h = _mm_mulhi_epu16(p0, lo);
+                    const __m128i m1l = _mm_mullo_epi16(p1, lo), m1h = _mm_mulhi_epu16(p1, lo);
+                    l0 = _mm_add_epi32(l0, _mm_unpacklo_epi16(m0l, m0h));
+                    l1 = _mm_add_epi32(l1, _mm_unpackhi_epi16(m0l, m0h));
+                    l2 = _mm_add_epi32(l2, _mm_unpacklo_epi16(m1l, m1h));
+                    l3 = _mm_add_epi32(l3, _mm_unpackhi_epi16(m1l, m1h));
+                    h0 = _mm_add_epi16(h0, _mm_mullo_epi16(p0, hi));
+                    h1 = _mm_add_epi16(h1, _mm_mullo_epi16(p1, hi));
+                }
+            }
+            const __m128i s0 = finish(_mm_add_epi32(l0, _mm_unpacklo_epi16(z, h0)));
+            const __m128i s1 = finish(_mm_add_epi32(l1, _mm_unpackhi_epi16(z, h0)));
+            const __m128i s2 = finish(_mm_add_epi32(l2, _mm_unpacklo_epi16(z, h1)));
+            const __m128i s3 = finish(_mm_add_epi32(l3, _mm_unpackhi_epi16(z, h1)));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e),
+                             _mm_packus_epi16(_mm_packs_epi32(s0, s1), _mm_packs_epi32(s2, s3)));
+        }
+        // The row's last values: the scalar loop, one row at a time.
+        const int done = n >= 16 ? (n / 16) * 16 : 0;
+        if (done < n) {
+            Geometry one = g;
+            one.height = y + 1;
+            int_plain(one, kernel, finish, done, y);
+        }
+    }
+}
+#endif
+
+void int_dispatch(const Geometry& g, const Ipp32s* kernel, int divisor) {
+    const Divide finish(divisor);
+#if defined(__SSE2__)
+    if (int64_t{g.kw} * g.kh <= 1024) {
+        int_vector(g, kernel, finish);
+        return;
+    }
+#endif
+    int_plain(g, kernel, finish, 0, 0);
+}
+
+// ---- checks ----------------------------------------------------------------
+
+IppStatus check(const void* pSrc, const void* pDst, const void* pKernel, IppiSize roi, IppiSize ks) {
+    if (pSrc == nullptr || pDst == nullptr || pKernel == nullptr) return ippStsNullPtrErr;
+    if (roi.width <= 0 || roi.height <= 0 || ks.width <= 0 || ks.height <= 0) return ippStsSizeErr;
+    return ippStsNoErr;
+}
+
+IppStatus check_steps(int srcStep, int dstStep, IppiSize roi, IppiSize ks, int ch) {
+    if (int64_t{srcStep} < ch * (int64_t{roi.width} + ks.width - 1) || int64_t{dstStep} < int64_t{ch} * roi.width)
+        return ippStsStepErr;
+    return ippStsNoErr;
+}
+
+IppStatus filter_int(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi,
+                     const Ipp32s* pKernel, IppiSize ks, IppiPoint anchor, int divisor, int ch) {
+    if (IppStatus st = check(pSrc, pDst, pKernel, roi, ks)) return st;
+    if (divisor == 0) return ippStsDivisorErr;
+    if (IppStatus st = check_steps(srcStep, dstStep, roi, ks, ch)) return st;
+    int_dispatch(geometry(pSrc, srcStep, pDst, dstStep, roi, ks, anchor, ch), pKernel, divisor);
+    return ippStsNoErr;
+}
+
+IppStatus filter_float(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi,
+                       const Ipp32f* pKernel, IppiSize ks, IppiPoint anchor, int ch) {
+    if (IppStatus st = check(pSrc, pDst, pKernel, roi, ks)) return st;
+    if (IppStatus st = check_steps(srcStep, dstStep, roi, ks, ch)) return st;
+    float_filter(geometry(pSrc, srcStep, pDst, dstStep, roi, ks, anchor, ch), pKernel);
+    return ippStsNoErr;
+}
+
+}  // namespace
+
+IppStatus ippiFilter_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
+                            const Ipp32s* pKernel, IppiSize kernelSize, IppiPoint anchor, int divisor) {
+    return filter_int(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 1);
+}
+
+IppStatus ippiFilter_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
+                            const Ipp32s* pKernel, IppiSize kernelSize, IppiPoint anchor, int divisor) {
+    return filter_int(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 3);
+}
+
+IppStatus ippiFilter32f_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
+                               const Ipp32f* pKernel, IppiSize kernelSize, IppiPoint anchor) {
+    return filter_float(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 1);
+}
+
+IppStatus ippiFilter32f_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
+                               const Ipp32f* pKernel, IppiSize kernelSize, IppiPoint anchor) {
+    return filter_float(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 3);
+}
+
+}  // namespace qm::QM_SET
