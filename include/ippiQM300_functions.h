@@ -172,16 +172,16 @@ QM_SLOT_TODO(58, 0, IppStatus, ippiHLSToRGB_16s_C3R,
 QM_SLOT_TODO(59, 40, IppStatus, ippiHLSToRGB_32f_C3R,
     (const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(60, 34, IppStatus, ippiRGBToYUV_8u_C3P3R,
+QM_SLOT(60, 34, IppStatus, ippiRGBToYUV_8u_C3P3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* const pDst[3], int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(61, 35, IppStatus, ippiYUVToRGB_8u_P3C3R,
+QM_SLOT(61, 35, IppStatus, ippiYUVToRGB_8u_P3C3R,
     (const Ipp8u* const pSrc[3], int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(62, 0, IppStatus, ippiRGBToYUV_8u_C3R,
+QM_SLOT(62, 0, IppStatus, ippiRGBToYUV_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(63, 0, IppStatus, ippiYUVToRGB_8u_C3R,
+QM_SLOT(63, 0, IppStatus, ippiYUVToRGB_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
 QM_SLOT_TODO(64, 0, IppStatus, ippiFilterMedian_8u_C1R,
