@@ -217,14 +217,14 @@ QM_SLOT_TODO(72, 0, IppStatus, ippiFilterMax_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      IppiSize maskSize, IppiPoint anchor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor))
-QM_SLOT_TODO(73, 0, IppStatus, ippiFilterBilateralGetBufSize_8u_C1R,
+QM_SLOT(73, 0, IppStatus, ippiFilterBilateralGetBufSize_8u_C1R,
     (int filterType, IppiSize maxDstRoiSize, IppiSize maxKernelSize, int* pBufferSize),
     (filterType, maxDstRoiSize, maxKernelSize, pBufferSize))
-QM_SLOT_TODO(74, 0, IppStatus, ippiFilterBilateralInit_8u_C1R,
+QM_SLOT(74, 0, IppStatus, ippiFilterBilateralInit_8u_C1R,
     (int filterType, IppiSize maxKernelSize, Ipp32f valSquareSigma, Ipp32f posSquareSigma,
      int stepInKernel, Ipp8u* pBuffer),
     (filterType, maxKernelSize, valSquareSigma, posSquareSigma, stepInKernel, pBuffer))
-QM_SLOT_TODO(75, 0, IppStatus, ippiFilterBilateral_8u_C1R,
+QM_SLOT(75, 0, IppStatus, ippiFilterBilateral_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      IppiSize kernelSize, Ipp8u* pBuffer),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, kernelSize, pBuffer))
