@@ -39,15 +39,15 @@ QM_FIXED_TODO(0, 10, Ipp32u, DeosConvRgbInFilterCoef,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u radius, const Ipp32f* kernels))
 QM_FIXED_TODO(1, 11, Ipp32u, DeosConvMonoInFilterCoef,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u radius, const Ipp32f* kernel))
-QM_FIXED_TODO(2, 12, Ipp32u, DeosNrRGB,
+QM_FIXED(2, 12, Ipp32u, DeosNrRGB,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u level))
-QM_FIXED_TODO(3, 13, Ipp32u, DeosNrIndividualRGB,
+QM_FIXED(3, 13, Ipp32u, DeosNrIndividualRGB,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode0, Ipp32u level0,
      Ipp32u mode1, Ipp32u level1, Ipp32u mode2, Ipp32u level2))
-QM_FIXED_TODO(4, 14, Ipp32u, DeosNrYUV,
+QM_FIXED(4, 14, Ipp32u, DeosNrYUV,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u modeY, Ipp32u levelY,
      Ipp32u modeUV, Ipp32u levelUV))
-QM_FIXED_TODO(5, 15, Ipp32u, DeosNrMono,
+QM_FIXED(5, 15, Ipp32u, DeosNrMono,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u level))
 QM_FIXED_TODO(6, 4, Ipp32u, DeosConvRGB,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u radius, int level))

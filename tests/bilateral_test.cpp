@@ -7,50 +7,14 @@
 #include <cstring>
 #include <random>
 
+#include "color_ref.h"
 #include "primitives/bilateral/bilateral_record.h"
 #include "support/image.h"
 
 namespace {
 
 using qmtest::GuardedImage;
-
-// The weights as the tables must hold them: squared distance in float times
-// -0.5 / sigma^2 in float, exp in double rounded to float.
-float gauss(int d, float sq) { return static_cast<float>(std::exp(static_cast<double>(float(d * d) * (-0.5f / sq)))); }
-
-struct RefTables {
-    int L, rx, ry, step;
-    float value[256], position[256];
-};
-
-RefTables ref_tables(IppiSize k, float valSq, float posSq, int step) {
-    RefTables t{};
-    t.L = std::min(int(std::sqrt(double(valSq) * 1.42 * (std::log(double(k.width) * k.height) + 6.3))) + 1, 256);
-    t.rx = ((k.width - 1) / 2) / step * step;
-    t.ry = ((k.height - 1) / 2) / step * step;
-    t.step = step;
-    const int R = std::max(t.rx, t.ry);
-    for (int d = 0; d < 256; ++d) t.value[d] = d < t.L ? gauss(d, valSq) : 0.0f;
-    for (int r = 0; r <= R; ++r) t.position[r] = (r < t.L && r % step == 0) ? gauss(r, posSq) : 0.0f;
-    return t;
-}
-
-void ref_filter(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, IppiSize k, const RefTables& t) {
-    const int rx = (k.width / 2) / t.step * t.step, ry = (k.height / 2) / t.step * t.step;
-    for (int y = 0; y < roi.height; ++y)
-        for (int x = 0; x < roi.width; ++x) {
-            const Ipp8u* s = src + y * srcStep + x;
-            float W = 0, V = 0;
-            for (int dy = -ry; dy <= ry; dy += t.step)
-                for (int dx = -rx; dx <= rx; dx += t.step) {
-                    const int v = s[dy * srcStep + dx];
-                    const float w = t.position[std::max(std::abs(dx), std::abs(dy))] * t.value[std::abs(v - *s)];
-                    W += w;
-                    V += float(v) * w;
-                }
-            dst[y * dstStep + x] = Ipp8u(int(V / W + 0.5f));
-        }
-}
+using namespace qmref;
 
 int buf_size(IppiSize roi, IppiSize k) {
     int n = -1;

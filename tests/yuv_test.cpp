@@ -4,31 +4,13 @@
 #include <array>
 #include <random>
 
+#include "color_ref.h"
 #include "support/image.h"
 
 namespace {
 
 using qmtest::GuardedImage;
-using Px = std::array<int, 3>;
-
-int clamp_range(int v) { return v < 0 ? 0 : v > 255 ? 255 : v; }
-
-Px ref_rgb_to_yuv(int r, int g, int b) {
-    const int s = 19595 * r + 38470 * g + 7471 * b;
-    const int dr = (r * 65536 - s + 32767) >> 16;
-    const int db = (b * 65536 - s + 32767) >> 16;
-    const int v = (dr * 57475) >> 16;
-    return {s >> 16, (((db * 32244) >> 16) + 128) & 255, v < -128 ? 0 : v > 127 ? 255 : v + 128};
-}
-
-Px ref_yuv_to_rgb(int y, int u, int v, bool planar) {
-    const int k = planar ? 1 : 0;
-    u -= 128;
-    v -= 128;
-    return {clamp_range((y * 65536 + (74711 - k) * v) >> 16),
-            clamp_range((y * 65536 - (25821 - k) * u - (38076 - k) * v) >> 16),
-            clamp_range((y * 65536 + (133169 - k) * u) >> 16)};
-}
+using namespace qmref;
 
 TEST(Yuv, WorkedColours) {
     struct Case { Px rgb, yuv; };
