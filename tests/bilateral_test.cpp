@@ -185,6 +185,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(FilterCase{{1, 1}, {3, 3}, 96, 96, 1, 0, 20}, FilterCase{{37, 11}, {5, 5}, 960, 960, 1, 5, 60},
                       FilterCase{{64, 9}, {3, 3}, 1, 1, 1, 0, 3}, FilterCase{{23, 17}, {5, 5}, 480, 480, 2, 2, 90},
                       FilterCase{{41, 6}, {7, 3}, 2000, 30, 1, 1, 128}, FilterCase{{19, 8}, {9, 9}, 300, 5000, 3, 0, 40},
-                      FilterCase{{130, 4}, {1, 5}, 50, 2, 1, 9, 128}, FilterCase{{15, 15}, {5, 5}, 1e6f, 1e6f, 1, 0, 128}));
+                      FilterCase{{130, 4}, {1, 5}, 50, 2, 1, 9, 128}, FilterCase{{15, 15}, {5, 5}, 1e6f, 1e6f, 1, 0, 128},
+                      FilterCase{{300, 5}, {5, 5}, 960, 960, 1, 3, 50}, FilterCase{{515, 3}, {3, 3}, 96, 96, 1, 0, 128}));
 
 }  // namespace
