@@ -39,15 +39,15 @@ QM_FIXED(0, 10, Ipp32u, DeosConvRgbInFilterCoef,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u radius, const Ipp32f* kernels))
 QM_FIXED(1, 11, Ipp32u, DeosConvMonoInFilterCoef,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u radius, const Ipp32f* kernel))
-QM_FIXED_TODO(2, 12, Ipp32u, DeosNrRGB,
+QM_FIXED(2, 12, Ipp32u, DeosNrRGB,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u level))
-QM_FIXED_TODO(3, 13, Ipp32u, DeosNrIndividualRGB,
+QM_FIXED(3, 13, Ipp32u, DeosNrIndividualRGB,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode0, Ipp32u level0,
      Ipp32u mode1, Ipp32u level1, Ipp32u mode2, Ipp32u level2))
-QM_FIXED_TODO(4, 14, Ipp32u, DeosNrYUV,
+QM_FIXED(4, 14, Ipp32u, DeosNrYUV,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u modeY, Ipp32u levelY,
      Ipp32u modeUV, Ipp32u levelUV))
-QM_FIXED_TODO(5, 15, Ipp32u, DeosNrMono,
+QM_FIXED(5, 15, Ipp32u, DeosNrMono,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u level))
 QM_FIXED(6, 4, Ipp32u, DeosConvRGB,
     (const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u radius, int level))
@@ -172,16 +172,16 @@ QM_SLOT_TODO(58, 0, IppStatus, ippiHLSToRGB_16s_C3R,
 QM_SLOT_TODO(59, 40, IppStatus, ippiHLSToRGB_32f_C3R,
     (const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(60, 34, IppStatus, ippiRGBToYUV_8u_C3P3R,
+QM_SLOT(60, 34, IppStatus, ippiRGBToYUV_8u_C3P3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* const pDst[3], int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(61, 35, IppStatus, ippiYUVToRGB_8u_P3C3R,
+QM_SLOT(61, 35, IppStatus, ippiYUVToRGB_8u_P3C3R,
     (const Ipp8u* const pSrc[3], int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(62, 0, IppStatus, ippiRGBToYUV_8u_C3R,
+QM_SLOT(62, 0, IppStatus, ippiRGBToYUV_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(63, 0, IppStatus, ippiYUVToRGB_8u_C3R,
+QM_SLOT(63, 0, IppStatus, ippiYUVToRGB_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
 QM_SLOT(64, 0, IppStatus, ippiFilterMedian_8u_C1R,
@@ -217,14 +217,14 @@ QM_SLOT_TODO(72, 0, IppStatus, ippiFilterMax_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      IppiSize maskSize, IppiPoint anchor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor))
-QM_SLOT_TODO(73, 0, IppStatus, ippiFilterBilateralGetBufSize_8u_C1R,
+QM_SLOT(73, 0, IppStatus, ippiFilterBilateralGetBufSize_8u_C1R,
     (int filterType, IppiSize maxDstRoiSize, IppiSize maxKernelSize, int* pBufferSize),
     (filterType, maxDstRoiSize, maxKernelSize, pBufferSize))
-QM_SLOT_TODO(74, 0, IppStatus, ippiFilterBilateralInit_8u_C1R,
+QM_SLOT(74, 0, IppStatus, ippiFilterBilateralInit_8u_C1R,
     (int filterType, IppiSize maxKernelSize, Ipp32f valSquareSigma, Ipp32f posSquareSigma,
      int stepInKernel, Ipp8u* pBuffer),
     (filterType, maxKernelSize, valSquareSigma, posSquareSigma, stepInKernel, pBuffer))
-QM_SLOT_TODO(75, 0, IppStatus, ippiFilterBilateral_8u_C1R,
+QM_SLOT(75, 0, IppStatus, ippiFilterBilateral_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      IppiSize kernelSize, Ipp8u* pBuffer),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, kernelSize, pBuffer))

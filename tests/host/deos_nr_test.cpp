@@ -1,0 +1,91 @@
+// The noise reductions as the driver reaches them: dlopen and lookup by name,
+// checked against the module's own primitives looked up the same way.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "ippiQM300.h"
+
+namespace {
+
+class NoiseReduction : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        handle = dlopen(QM_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(handle, nullptr) << dlerror();
+        lookup = reinterpret_cast<qm_GetProcAddressForThisDLL_fn>(dlsym(handle, "GetProcAddressForThisDLL"));
+        ASSERT_NE(lookup, nullptr);
+    }
+    template <typename Fn>
+    static Fn get(const char* name) {
+        auto p = reinterpret_cast<Fn>(lookup(handle, name));
+        EXPECT_NE(p, nullptr) << name;
+        return p;
+    }
+    static std::vector<Ipp8u> image(size_t n) {
+        std::vector<Ipp8u> v(n);
+        for (size_t i = 0; i < n; ++i) v[i] = Ipp8u((i * 37 + (i * i) % 23) & 255);
+        return v;
+    }
+    static inline void* handle = nullptr;
+    static inline qm_GetProcAddressForThisDLL_fn lookup = nullptr;
+};
+
+TEST_F(NoiseReduction, ArgumentCodes) {
+    auto rgb = get<qm_DeosNrRGB_fn>("DeosNrRGB");
+    auto ind = get<qm_DeosNrIndividualRGB_fn>("deosnrindividualrgb");
+    auto yuv = get<qm_DeosNrYUV_fn>("DeosNrYUV");
+    auto mono = get<qm_DeosNrMono_fn>("DeosNrMono");
+    ASSERT_TRUE(rgb && ind && yuv && mono);
+    std::vector<Ipp8u> src = image(3 * 8 * 8), dst(src.size());
+    EXPECT_EQ(rgb(src.data(), dst.data(), 8, 8, 3, 11), 1u);
+    EXPECT_EQ(rgb(src.data(), dst.data(), 8, 8, 2, 11), 2u);
+    EXPECT_EQ(rgb(src.data(), dst.data(), 6, 8, 2, 10), 3u);
+    EXPECT_EQ(ind(src.data(), dst.data(), 8, 8, 0, 0, 0, 11, 0, 0), 2u);
+    EXPECT_EQ(yuv(src.data(), dst.data(), 8, 8, 0, 11, 3, 0), 1u);
+    EXPECT_EQ(mono(src.data(), dst.data(), 8, 8, 0, 11), 2u);
+    EXPECT_EQ(mono(src.data(), dst.data(), 10, 6, 1, 10), 0u);  // any width
+}
+
+TEST_F(NoiseReduction, MonoIsTheBilateralFilterOnTheInterior) {
+    auto mono = get<qm_DeosNrMono_fn>("DeosNrMono");
+    auto size = get<qm_ippiFilterBilateralGetBufSize_8u_C1R_fn>("ippiFilterBilateralGetBufSize_8u_C1R");
+    auto init = get<qm_ippiFilterBilateralInit_8u_C1R_fn>("ippiFilterBilateralInit_8u_C1R");
+    auto filter = get<qm_ippiFilterBilateral_8u_C1R_fn>("ippiFilterBilateral_8u_C1R");
+    ASSERT_TRUE(mono && size && init && filter);
+    constexpr int W = 30, H = 12;
+    const std::vector<Ipp8u> src = image(W * H);
+    for (Ipp32u mode : {0u, 1u, 2u}) {
+        const int k = mode == 2 ? 5 : 3, r = k / 2;
+        std::vector<Ipp8u> got(W * H, 7), want(W * H, 7);
+        ASSERT_EQ(mono(src.data(), got.data(), W, H, mode, 4), 0u);
+        int n = 0;
+        ASSERT_EQ(size(100, {W - 2 * r, H - 2 * r}, {k, k}, &n), 0);
+        std::vector<Ipp8u> buf(n);
+        ASSERT_EQ(init(100, {k, k}, 384.0f, 384.0f, 1, buf.data()), 0);
+        ASSERT_EQ(filter(src.data() + r * W + r, W, want.data() + r * W + r, W, {W - 2 * r, H - 2 * r}, {k, k},
+                         buf.data()),
+                  0);
+        EXPECT_EQ(got, want) << "mode " << mode;
+    }
+}
+
+TEST_F(NoiseReduction, CopiedPlanesGiveTheSourceOrItsYuvRoundTrip) {
+    auto ind = get<qm_DeosNrIndividualRGB_fn>("DeosNrIndividualRGB");
+    auto yuv = get<qm_DeosNrYUV_fn>("DeosNrYUV");
+    auto toYuv = get<qm_ippiRGBToYUV_8u_C3R_fn>("ippiRGBToYUV_8u_C3R");
+    auto toRgb = get<qm_ippiYUVToRGB_8u_C3R_fn>("ippiYUVToRGB_8u_C3R");
+    ASSERT_TRUE(ind && yuv && toYuv && toRgb);
+    constexpr int W = 36, H = 5;
+    const std::vector<Ipp8u> src = image(3 * W * H);
+    std::vector<Ipp8u> dst(src.size()), tmp(src.size()), want(src.size());
+    ASSERT_EQ(ind(src.data(), dst.data(), W, H, 0, 3, 0, 3, 0, 3), 0u);
+    EXPECT_EQ(dst, src);
+    ASSERT_EQ(yuv(src.data(), dst.data(), W, H, 0, 10, 0, 10), 0u);
+    ASSERT_EQ(toYuv(src.data(), 3 * W, tmp.data(), 3 * W, {W, H}), 0);
+    ASSERT_EQ(toRgb(tmp.data(), 3 * W, want.data(), 3 * W, {W, H}), 0);
+    EXPECT_EQ(dst, want);
+}
+
+}  // namespace
