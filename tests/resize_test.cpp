@@ -194,6 +194,7 @@ const Case kCases[] = {
     {41, 33, {2, 1, 39, 31}, 1.0 / 3, 1.0 / 3, 13, 10, 1},    // whole footprints of three
     {50, 40, {1, 2, 47, 35}, 0.4, 0.7, 30, 30, 5},            // fractional footprints
     {45, 38, {0, 0, 45, 38}, 0.5, 0.3, 22, 11, 2},            // whole across, fractional down
+    {3, 40, {0, 0, 3, 40}, 0.25, 0.5, 5, 30, 1},              // one pixel from three: footprint cut
     {23, 17, {4, 3, 40, 40}, 2.0, 1.5, 64, 30, 3},            // region past the image, clipped
     {31, 19, {0, 0, 31, 19}, 1.7, 2.3, 40, 30, 0},            // cropped by the destination
     {16, 12, {5, 4, 6, 5}, 3.0, 2.0, 25, 12, 9},              // interior region: taps see the image
@@ -207,7 +208,7 @@ INSTANTIATE_TEST_SUITE_P(General, ResizeCases,
 // Supersampling only reduces: the cases with a factor above one are not for it.
 INSTANTIATE_TEST_SUITE_P(Supersampling, ResizeCases,
                          ::testing::Combine(::testing::Values(1, 3), ::testing::Values(8),
-                                            ::testing::ValuesIn(kCases, kCases + 5)));
+                                            ::testing::ValuesIn(kCases, kCases + 6)));
 
 TEST(Resize, HalvingBySupersamplingAveragesBlocksExactly) {
     std::mt19937 rng(5);
