@@ -288,8 +288,9 @@ IppStatus run_cubic(const Job& g) {
     CubicCoef* cx = wb.get<CubicCoef>(g.W);
     int* rowTaps = wb.get<int>(int64_t{g.H} * 4);
     CubicCoef* cy = wb.get<CubicCoef>(g.H);
+    float* tmp = wb.get<float>(int64_t{g.W} * CH);
     float* frac = wb.get<float>(g.W > g.H ? g.W : g.H);
-    if (!colTaps || !cx || !rowTaps || !cy || !frac) return ippStsMemAllocErr;
+    if (!colTaps || !cx || !rowTaps || !cy || !frac || !tmp) return ippStsMemAllocErr;
 
     fill_taps<4>(colTaps, g.W, AxisMap(g.roiW, g.xf), g.roiX, -1, g.srcW - 1, CH, frac);
     for (int i = 0; i < g.W; ++i) cx[i] = cubic_coef(frac[i]);
@@ -310,7 +311,8 @@ IppStatus run_cubic(const Job& g) {
         const float* r1 = r[1];
         const float* r2 = r[2];
         const float* r3 = r[3];
-        for (int e = 0; e < n; ++e) d[e] = round_sat(cubic_eval(q, r0[e], r1[e], r2[e], r3[e]));
+        for (int e = 0; e < n; ++e) tmp[e] = cubic_eval(q, r0[e], r1[e], r2[e], r3[e]);
+        round_sat_row(tmp, nullptr, 1.0f, d, n);
     };
     return run_separable<float, 4>(g, wb, rowTaps, horizontal, vertical);
 }
@@ -322,8 +324,9 @@ IppStatus run_lanczos(const Job& g) {
     float* wx = wb.get<float>(int64_t{g.W} * 6);
     int* rowTaps = wb.get<int>(int64_t{g.H} * 6);
     float* wy = wb.get<float>(int64_t{g.H} * 6);
+    float* tmp = wb.get<float>(int64_t{g.W} * CH);
     float* frac = wb.get<float>(g.W > g.H ? g.W : g.H);
-    if (!colTaps || !wx || !rowTaps || !wy || !frac) return ippStsMemAllocErr;
+    if (!colTaps || !wx || !rowTaps || !wy || !frac || !tmp) return ippStsMemAllocErr;
 
     fill_taps<6>(colTaps, g.W, AxisMap(g.roiW, g.xf), g.roiX, -2, g.srcW - 1, CH, frac);
     for (int i = 0; i < g.W; ++i) lanczos6_weights(frac[i], wx + 6 * i);
@@ -347,8 +350,8 @@ IppStatus run_lanczos(const Job& g) {
         const float w0 = w[0], w1 = w[1], w2 = w[2], w3 = w[3], w4 = w[4], w5 = w[5];
         const float *r0 = r[0], *r1 = r[1], *r2 = r[2], *r3 = r[3], *r4 = r[4], *r5 = r[5];
         for (int e = 0; e < n; ++e)
-            d[e] = round_sat(((((w0 * r0[e] + w1 * r1[e]) + w2 * r2[e]) + w3 * r3[e]) + w4 * r4[e]) +
-                             w5 * r5[e]);
+            tmp[e] = ((((w0 * r0[e] + w1 * r1[e]) + w2 * r2[e]) + w3 * r3[e]) + w4 * r4[e]) + w5 * r5[e];
+        round_sat_row(tmp, nullptr, 1.0f, d, n);
     };
     return run_separable<float, 6>(g, wb, rowTaps, horizontal, vertical);
 }

@@ -129,6 +129,38 @@ IppStatus resize_supersample(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, I
         for (int c = 0; c < CH; ++c) sx[i * CH + c] = ax.scale[i];
 
     const Ipp8u* origin = pSrc + static_cast<ptrdiff_t>(roi.y) * srcStep + static_cast<ptrdiff_t>(roi.x) * CH;
+
+    // Case 0 with sums that float holds exactly: adding the rows first and
+    // the columns second gives the same integers, and the row additions run
+    // over contiguous bytes.
+    const double nx = 1.0 / xFactor + 1.0, ny = 1.0 / yFactor + 1.0;
+    if (ax.whole && ay.whole && 255.0 * nx * ny < 16777216.0) {
+        const int span = (ax.first[W - 1] + ax.count[W - 1]) * CH;
+        int32_t* col = wb.get<int32_t>(span);
+        if (!col) return ippStsMemAllocErr;
+        for (int j = 0; j < H; ++j) {
+            for (int k = 0; k < span; ++k) col[k] = 0;
+            for (int r = 0; r < ay.count[j]; ++r) {
+                const Ipp8u* p = origin + static_cast<ptrdiff_t>(ay.first[j] + r) * srcStep;
+                for (int k = 0; k < span; ++k) col[k] += p[k];
+            }
+            int i = 0;
+            if (ax.count[0] == 2)  // halving, the common case
+                for (; i < W && ax.count[i] == 2; ++i)
+                    for (int c = 0; c < CH; ++c) row[i * CH + c] = static_cast<float>(col[2 * i * CH + c] + col[(2 * i + 1) * CH + c]);
+            for (; i < W; ++i) {
+                const int32_t* q = col + ax.first[i] * CH;
+                for (int c = 0; c < CH; ++c) {
+                    int32_t sum = 0;
+                    for (int k = 0; k < ax.count[i]; ++k) sum += q[k * CH + c];
+                    row[i * CH + c] = static_cast<float>(sum);
+                }
+            }
+            round_sat_row(row, sx, ay.scale[j], pDst + static_cast<ptrdiff_t>(j) * dstStep, n);
+        }
+        return ippStsNoErr;
+    }
+
     for (int j = 0; j < H; ++j) {
         for (int e = 0; e < n; ++e) acc[e] = 0.0f;
         const int r0 = ay.first[j], rn = ay.count[j];
@@ -145,9 +177,7 @@ IppStatus resize_supersample(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, I
                 for (int e = 0; e < n; ++e) acc[e] = acc[e] + w * row[e];
             }
         }
-        const float sy = ay.scale[j];
-        Ipp8u* d = pDst + static_cast<ptrdiff_t>(j) * dstStep;
-        for (int e = 0; e < n; ++e) d[e] = round_sat((acc[e] * sx[e]) * sy);
+        round_sat_row(acc, sx, ay.scale[j], pDst + static_cast<ptrdiff_t>(j) * dstStep, n);
     }
     return ippStsNoErr;
 }
