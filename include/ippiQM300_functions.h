@@ -86,21 +86,21 @@ QM_FIXED(24, 0, void, ippFree, (void* ptr))
 
 /* Image primitives behind entry slots. */
 QM_SLOT(25, 0, const IppLibraryVersion*, ippiGetLibVersion, (void), ())
-QM_SLOT_TODO(26, 30, IppStatus, ippiResize_8u_C1R,
+QM_SLOT(26, 30, IppStatus, ippiResize_8u_C1R,
     (const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect srcRoi, Ipp8u* pDst, int dstStep,
      IppiSize dstRoiSize, double xFactor, double yFactor, int interpolation),
     (pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor, yFactor, interpolation))
-QM_SLOT_TODO(27, 31, IppStatus, ippiResize_8u_C3R,
+QM_SLOT(27, 31, IppStatus, ippiResize_8u_C3R,
     (const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect srcRoi, Ipp8u* pDst, int dstStep,
      IppiSize dstRoiSize, double xFactor, double yFactor, int interpolation),
     (pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor, yFactor, interpolation))
-QM_SLOT_TODO(28, 32, IppStatus, ippiRemap_8u_C1R,
+QM_SLOT(28, 32, IppStatus, ippiRemap_8u_C1R,
     (const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect srcRoi, const Ipp32f* pxMap,
      int xMapStep, const Ipp32f* pyMap, int yMapStep, Ipp8u* pDst, int dstStep,
      IppiSize dstRoiSize, int interpolation),
     (pSrc, srcSize, srcStep, srcRoi, pxMap, xMapStep, pyMap, yMapStep, pDst, dstStep,
      dstRoiSize, interpolation))
-QM_SLOT_TODO(29, 33, IppStatus, ippiRemap_8u_C3R,
+QM_SLOT(29, 33, IppStatus, ippiRemap_8u_C3R,
     (const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect srcRoi, const Ipp32f* pxMap,
      int xMapStep, const Ipp32f* pyMap, int yMapStep, Ipp8u* pDst, int dstStep,
      IppiSize dstRoiSize, int interpolation),

@@ -1,0 +1,427 @@
+// Resize of 8-bit one- and three-channel images: the entry points and the
+// general engine (nearest neighbour, linear, cubic, Lanczos).
+//
+// Every per-pixel coordinate is computed once per call into column and row
+// tables; the row loops only gather and weigh. Separable modes interpolate
+// source rows horizontally into row buffers that are reused while the
+// destination walks down the source.
+#include <cstddef>
+#include <cstdint>
+
+#include <emmintrin.h>
+
+#include "frame/set.h"
+#include "primitives/resize/geometry_kernels.h"
+#include "primitives/resize/resize_engine.h"
+
+namespace qm::QM_SET {
+namespace {
+
+struct Job {
+    const Ipp8u* src;  // first byte of the whole source image
+    ptrdiff_t srcStep;
+    int srcW, srcH;
+    int roiX, roiY, roiW, roiH;  // already clipped to the image
+    Ipp8u* dst;
+    ptrdiff_t dstStep;
+    int W, H;  // pixels actually written
+    double xf, yf;
+};
+
+const Ipp8u* src_row(const Job& g, int row) { return g.src + static_cast<ptrdiff_t>(row) * g.srcStep; }
+Ipp8u* dst_row(const Job& g, int row) { return g.dst + static_cast<ptrdiff_t>(row) * g.dstStep; }
+
+// Corner-aligned mapping: the first and last destination pixels fall on the
+// first and last source pixels of the region.
+struct AxisMap {
+    double step;
+    AxisMap(int roiLen, double factor) {
+        const double s = roiLen * factor;
+        step = s > 1.0 ? (roiLen - 1) / (s - 1.0) : 0.0;
+    }
+    void at(int i, int& index, double& frac) const {
+        const double c = static_cast<double>(i) * step;
+        index = static_cast<int>(c + 1e-7);
+        frac = c - index;
+    }
+};
+
+// Buffers of horizontally interpolated source rows, tagged by source row.
+// A destination row asks for NT rows (repeats allowed at the image edges);
+// rows already present are reused, the others are interpolated into buffers
+// that the current row does not need.
+template <class B, int NT>
+class RowCache {
+public:
+    RowCache(B* const* buffers) {
+        for (int k = 0; k < NT; ++k) {
+            buf_[k] = buffers[k];
+            tag_[k] = -1;
+        }
+    }
+    template <class Make>
+    void fetch(const int* need, const B** out, Make&& make) {
+        bool used[NT] = {};
+        int slot[NT];
+        for (int k = 0; k < NT; ++k) {
+            slot[k] = -1;
+            for (int b = 0; b < NT; ++b)
+                if (tag_[b] == need[k]) {
+                    slot[k] = b;
+                    used[b] = true;
+                    break;
+                }
+        }
+        for (int k = 0; k < NT; ++k) {
+            if (slot[k] >= 0) continue;
+            for (int k2 = 0; k2 < k; ++k2)
+                if (need[k2] == need[k]) slot[k] = slot[k2];
+            if (slot[k] >= 0) continue;
+            int b = 0;
+            while (used[b]) ++b;
+            make(need[k], buf_[b]);
+            tag_[b] = need[k];
+            used[b] = true;
+            slot[k] = b;
+        }
+        for (int k = 0; k < NT; ++k) out[k] = buf_[slot[k]];
+    }
+
+private:
+    B* buf_[NT];
+    int tag_[NT];
+};
+
+// ---- nearest neighbour ------------------------------------------------------
+
+template <int CH>
+IppStatus run_nearest(const Job& g) {
+    WorkBlocks wb;
+    int* cols = wb.get<int>(g.W);
+    ptrdiff_t* rows = wb.get<ptrdiff_t>(g.H);
+    if (cols == nullptr || rows == nullptr) return ippStsMemAllocErr;
+    // Pixel centres. The clamp only matters for a one-pixel result forced
+    // from a scaled size just above half a pixel, whose centre may fall past
+    // the region.
+    const double sx = 1.0 / g.xf, sy = 1.0 / g.yf;
+    for (int i = 0; i < g.W; ++i) {
+        const int c = static_cast<int>(0.5 * sx + i * sx + 1e-7);
+        cols[i] = (g.roiX + (c < g.roiW ? c : g.roiW - 1)) * CH;
+    }
+    for (int j = 0; j < g.H; ++j) {
+        const int r = static_cast<int>(0.5 * sy + j * sy + 1e-7);
+        rows[j] = static_cast<ptrdiff_t>(g.roiY + (r < g.roiH ? r : g.roiH - 1)) * g.srcStep;
+    }
+    for (int j = 0; j < g.H; ++j) {
+        const Ipp8u* s = g.src + rows[j];
+        Ipp8u* d = dst_row(g, j);
+        for (int i = 0; i < g.W; ++i) {
+            const Ipp8u* p = s + cols[i];
+            for (int c = 0; c < CH; ++c) d[i * CH + c] = p[c];
+        }
+    }
+    return ippStsNoErr;
+}
+
+// ---- separable modes ----------------------------------------------------------
+
+// Tap positions of one axis: NT source indices per destination index starting
+// at index + first, kept inside the image (not just the region: the pixels
+// around the region are real image content and are what the edge taps
+// should see).
+template <int NT>
+void fill_taps(int* taps, int n, const AxisMap& map, int origin, int first, int last, int scale,
+               float* fracs) {
+    for (int i = 0; i < n; ++i) {
+        int index;
+        double frac;
+        map.at(i, index, frac);
+        for (int k = 0; k < NT; ++k)
+            taps[i * NT + k] = clamp_index(origin + index + first + k, 0, last) * scale;
+        fracs[i] = static_cast<float>(frac);
+    }
+}
+
+// Generic driver: per destination row fetch the NT horizontally interpolated
+// source rows, then combine them vertically.
+template <class B, int NT, class Horizontal, class Vertical>
+IppStatus run_separable(const Job& g, WorkBlocks& wb, const int* rowTaps, Horizontal&& horizontal,
+                        Vertical&& vertical) {
+    const int64_t len = int64_t{g.W} * 4 + 4;  // room for C3 (3 W + 12) and C1 (W + 4)
+    B* buffers[NT];
+    for (int k = 0; k < NT; ++k) {
+        buffers[k] = wb.get<B>(len);
+        if (buffers[k] == nullptr) return ippStsMemAllocErr;
+    }
+    RowCache<B, NT> cache(buffers);
+    const B* rows[NT];
+    for (int j = 0; j < g.H; ++j) {
+        cache.fetch(rowTaps + j * NT, rows,
+                    [&](int srcRow, B* out) { horizontal(src_row(g, srcRow), out); });
+        vertical(j, rows, dst_row(g, j));
+    }
+    return ippStsNoErr;
+}
+
+// Horizontal linear pass over the first `count` columns, exact integer
+// arithmetic as in the scalar loop (pmaddwd forms w0 a + w1 b exactly).
+// Returns the number of columns done.
+template <int CH>
+int linear_row_fast(const Ipp8u* p, const int* taps, const Ipp16s* wx, int count, Ipp16u* out) {
+    const __m128i zero = _mm_setzero_si128(), round = _mm_set1_epi32(128);
+    if constexpr (CH == 3) {
+        // One pixel per step: bytes a0 a1 a2 b0 b1 b2 become pairs (a_c, b_c).
+        // The fourth lane is junk and lands where the next pixel (or the row
+        // buffer's slack) is written.
+        for (int i = 0; i < count; ++i) {
+            const __m128i v = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + taps[2 * i])), zero);
+            const __m128i ab = _mm_unpacklo_epi16(v, _mm_srli_si128(v, 6));
+            int w;
+            __builtin_memcpy(&w, wx + 2 * i, 4);
+            __m128i r = _mm_madd_epi16(ab, _mm_set1_epi32(w));
+            r = _mm_srai_epi32(_mm_add_epi32(r, round), 8);
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 3 * i), _mm_packs_epi32(r, r));
+        }
+        return count;
+    } else {
+        int i = 0;
+        for (; i + 4 <= count; i += 4) {
+            Ipp16u q[4];
+            for (int k = 0; k < 4; ++k) __builtin_memcpy(&q[k], p + taps[2 * (i + k)], 2);
+            const __m128i v = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(q)), zero);
+            __m128i r = _mm_madd_epi16(v, _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i)));
+            r = _mm_srai_epi32(_mm_add_epi32(r, round), 8);
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + i), _mm_packs_epi32(r, r));
+        }
+        return i;
+    }
+}
+
+template <int CH>
+IppStatus run_linear(const Job& g) {
+    WorkBlocks wb;
+    int* colTaps = wb.get<int>(int64_t{g.W} * 2);
+    Ipp16s* wx = wb.get<Ipp16s>(int64_t{g.W} * 2);
+    int* rowTaps = wb.get<int>(int64_t{g.H} * 2);
+    Ipp16u* wy = wb.get<Ipp16u>(g.H);
+    if (!colTaps || !wx || !rowTaps || !wy) return ippStsMemAllocErr;
+
+    // Q14 weights. At the last pixel of the region the second tap is kept in
+    // the image; its weight is zero there.
+    const AxisMap mx(g.roiW, g.xf), my(g.roiH, g.yf);
+    for (int i = 0; i < g.W; ++i) {
+        int index;
+        double fr;
+        mx.at(i, index, fr);
+        const int f = static_cast<int>(fr * 16384 + 1e-7);
+        wx[2 * i] = static_cast<Ipp16s>(16384 - f);
+        wx[2 * i + 1] = static_cast<Ipp16s>(f);
+        colTaps[2 * i] = clamp_index(g.roiX + index, 0, g.srcW - 1) * CH;
+        colTaps[2 * i + 1] = clamp_index(g.roiX + index + 1, 0, g.srcW - 1) * CH;
+    }
+    for (int j = 0; j < g.H; ++j) {
+        int index;
+        double fr;
+        my.at(j, index, fr);
+        wy[j] = static_cast<Ipp16u>(static_cast<int>(fr * 16384 + 1e-7));
+        rowTaps[2 * j] = clamp_index(g.roiY + index, 0, g.srcH - 1);
+        rowTaps[2 * j + 1] = clamp_index(g.roiY + index + 1, 0, g.srcH - 1);
+    }
+    const int W = g.W, n = g.W * CH;
+    // Columns whose two taps are neighbours and whose 8-byte load stays in the
+    // row take the vector path; taps only get clamped at the right end.
+    int fast = 0;
+    while (fast < W && colTaps[2 * fast + 1] == colTaps[2 * fast] + CH &&
+           colTaps[2 * fast] + 8 <= g.srcW * CH)
+        ++fast;
+    // 6 fractional bits survive the horizontal pass: 16384 * 255 >> 8 fits 16 bits.
+    auto horizontal = [&](const Ipp8u* p, Ipp16u* out) {
+        const int start = linear_row_fast<CH>(p, colTaps, wx, fast, out);
+        for (int i = start; i < W; ++i) {
+            const Ipp8u* a = p + colTaps[2 * i];
+            const Ipp8u* b = p + colTaps[2 * i + 1];
+            const int w0 = wx[2 * i], w1 = wx[2 * i + 1];
+            for (int c = 0; c < CH; ++c)
+                out[i * CH + c] = static_cast<Ipp16u>((w0 * a[c] + w1 * b[c] + 128) >> 8);
+        }
+    };
+    auto vertical = [&](int j, const Ipp16u* const* r, Ipp8u* d) {
+        const int f1 = wy[j], f0 = 16384 - f1;
+        const Ipp16u* t0 = r[0];
+        const Ipp16u* t1 = r[1];
+        const __m128i w = _mm_set1_epi32((f1 << 16) | f0), bias = _mm_set1_epi32(524288);
+        int e = 0;
+        for (; e + 8 <= n; e += 8) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t0 + e));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t1 + e));
+            const __m128i lo = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(a, b), w), bias), 20);
+            const __m128i hi = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(a, b), w), bias), 20);
+            const __m128i v = _mm_packs_epi32(lo, hi);
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(d + e), _mm_packus_epi16(v, v));
+        }
+        for (; e < n; ++e) d[e] = static_cast<Ipp8u>((t1[e] * f1 + t0[e] * f0 + 524288) >> 20);
+    };
+    return run_separable<Ipp16u, 2>(g, wb, rowTaps, horizontal, vertical);
+}
+
+// Cubic through four samples, in the forward-difference form. The three
+// coefficients depend only on the fraction and are kept per column/row.
+struct CubicCoef {
+    float t1, k, k3;  // t + 1, t (t + 1) / 2, k (t - 1) / 3
+};
+inline CubicCoef cubic_coef(float t) {
+    const float k = t * 0.5f * (t + 1.0f);
+    return {t + 1.0f, k, k * (t - 1.0f) / 3.0f};
+}
+inline float cubic_eval(const CubicCoef& q, float pm, float p0, float p1, float p2) {
+    const float d1 = p0 - pm;
+    const float e = p1 - p0;
+    const float d2 = e - d1;
+    const float d3 = ((p2 - 3.0f * p1) + 3.0f * p0) - pm;
+    return ((pm + q.t1 * d1) + q.k * d2) + q.k3 * d3;
+}
+
+template <int CH>
+IppStatus run_cubic(const Job& g) {
+    WorkBlocks wb;
+    int* colTaps = wb.get<int>(int64_t{g.W} * 4);
+    CubicCoef* cx = wb.get<CubicCoef>(g.W);
+    int* rowTaps = wb.get<int>(int64_t{g.H} * 4);
+    CubicCoef* cy = wb.get<CubicCoef>(g.H);
+    float* tmp = wb.get<float>(int64_t{g.W} * CH);
+    float* frac = wb.get<float>(g.W > g.H ? g.W : g.H);
+    if (!colTaps || !cx || !rowTaps || !cy || !frac || !tmp) return ippStsMemAllocErr;
+
+    fill_taps<4>(colTaps, g.W, AxisMap(g.roiW, g.xf), g.roiX, -1, g.srcW - 1, CH, frac);
+    for (int i = 0; i < g.W; ++i) cx[i] = cubic_coef(frac[i]);
+    fill_taps<4>(rowTaps, g.H, AxisMap(g.roiH, g.yf), g.roiY, -1, g.srcH - 1, 1, frac);
+    for (int j = 0; j < g.H; ++j) cy[j] = cubic_coef(frac[j]);
+
+    const int W = g.W, n = g.W * CH;
+    auto horizontal = [&](const Ipp8u* p, float* out) {
+        for (int i = 0; i < W; ++i) {
+            const int* o = colTaps + 4 * i;
+            for (int c = 0; c < CH; ++c)
+                out[i * CH + c] = cubic_eval(cx[i], p[o[0] + c], p[o[1] + c], p[o[2] + c], p[o[3] + c]);
+        }
+    };
+    auto vertical = [&](int j, const float* const* r, Ipp8u* d) {
+        const CubicCoef q = cy[j];
+        const float* r0 = r[0];
+        const float* r1 = r[1];
+        const float* r2 = r[2];
+        const float* r3 = r[3];
+        for (int e = 0; e < n; ++e) tmp[e] = cubic_eval(q, r0[e], r1[e], r2[e], r3[e]);
+        round_sat_row(tmp, nullptr, 1.0f, d, n);
+    };
+    return run_separable<float, 4>(g, wb, rowTaps, horizontal, vertical);
+}
+
+template <int CH>
+IppStatus run_lanczos(const Job& g) {
+    WorkBlocks wb;
+    int* colTaps = wb.get<int>(int64_t{g.W} * 6);
+    float* wx = wb.get<float>(int64_t{g.W} * 6);
+    int* rowTaps = wb.get<int>(int64_t{g.H} * 6);
+    float* wy = wb.get<float>(int64_t{g.H} * 6);
+    float* tmp = wb.get<float>(int64_t{g.W} * CH);
+    float* frac = wb.get<float>(g.W > g.H ? g.W : g.H);
+    if (!colTaps || !wx || !rowTaps || !wy || !frac || !tmp) return ippStsMemAllocErr;
+
+    fill_taps<6>(colTaps, g.W, AxisMap(g.roiW, g.xf), g.roiX, -2, g.srcW - 1, CH, frac);
+    for (int i = 0; i < g.W; ++i) lanczos6_weights(frac[i], wx + 6 * i);
+    fill_taps<6>(rowTaps, g.H, AxisMap(g.roiH, g.yf), g.roiY, -2, g.srcH - 1, 1, frac);
+    for (int j = 0; j < g.H; ++j) lanczos6_weights(frac[j], wy + 6 * j);
+
+    const int W = g.W, n = g.W * CH;
+    auto horizontal = [&](const Ipp8u* p, float* out) {
+        for (int i = 0; i < W; ++i) {
+            const int* o = colTaps + 6 * i;
+            const float* w = wx + 6 * i;
+            for (int c = 0; c < CH; ++c) {
+                float v = w[0] * p[o[0] + c];
+                for (int k = 1; k < 6; ++k) v = v + w[k] * p[o[k] + c];
+                out[i * CH + c] = v;
+            }
+        }
+    };
+    auto vertical = [&](int j, const float* const* r, Ipp8u* d) {
+        const float* w = wy + 6 * j;
+        const float w0 = w[0], w1 = w[1], w2 = w[2], w3 = w[3], w4 = w[4], w5 = w[5];
+        const float *r0 = r[0], *r1 = r[1], *r2 = r[2], *r3 = r[3], *r4 = r[4], *r5 = r[5];
+        for (int e = 0; e < n; ++e)
+            tmp[e] = ((((w0 * r0[e] + w1 * r1[e]) + w2 * r2[e]) + w3 * r3[e]) + w4 * r4[e]) + w5 * r5[e];
+        round_sat_row(tmp, nullptr, 1.0f, d, n);
+    };
+    return run_separable<float, 6>(g, wb, rowTaps, horizontal, vertical);
+}
+
+template <int CH>
+IppStatus resize_general(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect roi, Ipp8u* pDst,
+                         int dstStep, IppiSize dstRoiSize, double xFactor, double yFactor,
+                         int interpolation) {
+    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
+    if (srcSize.width < 1 || srcSize.height < 1 || roi.x < 0 || roi.y < 0 || roi.width < 1 ||
+        roi.height < 1)
+        return ippStsSizeErr;
+    if (roi.x >= srcSize.width || roi.y >= srcSize.height) return ippStsNoRoiOverlap;
+    if (dstRoiSize.width < 1 || dstRoiSize.height < 1) return ippStsSizeErr;
+    // Written as "not above zero" so that a NaN factor is refused too.
+    if (!(xFactor > 0.0) || !(yFactor > 0.0)) return ippStsResizeFactorErr;
+    if (interpolation != 1 && interpolation != 2 && interpolation != 4 && interpolation != 16)
+        return ippStsInterpolationErr;
+
+    // Small images cannot feed the wide kernels: lower by the whole image.
+    int mode = interpolation;
+    const int small = srcSize.width < srcSize.height ? srcSize.width : srcSize.height;
+    if (small < 8 && mode == 16) mode = 4;
+    if (small < 4 && mode == 4) mode = 2;
+    if (small < 2) mode = 1;
+
+    if (roi.width > srcSize.width - roi.x) roi.width = srcSize.width - roi.x;
+    if (roi.height > srcSize.height - roi.y) roi.height = srcSize.height - roi.y;
+
+    Job g{pSrc, srcStep, srcSize.width, srcSize.height, roi.x, roi.y, roi.width, roi.height,
+          pDst, dstStep, 0, 0, xFactor, yFactor};
+    if (!resize_extent(roi.width, xFactor, dstRoiSize.width, g.W) ||
+        !resize_extent(roi.height, yFactor, dstRoiSize.height, g.H))
+        return ippStsResizeNoOperationErr;
+
+    switch (mode) {
+        case 1: return run_nearest<CH>(g);
+        case 2: return run_linear<CH>(g);
+        case 4: return run_cubic<CH>(g);
+        default: return run_lanczos<CH>(g);
+    }
+}
+
+template <int CH>
+IppStatus resize_front(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect srcRoi, Ipp8u* pDst,
+                       int dstStep, IppiSize dstRoiSize, double xFactor, double yFactor,
+                       int interpolation) {
+    // Supersampling only reduces; asked to enlarge it falls to the general
+    // engine, which refuses the code.
+    if (interpolation == 8 && xFactor <= 1.0 && yFactor <= 1.0)
+        return resize_supersample<CH>(pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor,
+                                      yFactor);
+    return resize_general<CH>(pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor, yFactor,
+                              interpolation);
+}
+
+}  // namespace
+
+IppStatus ippiResize_8u_C1R(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect srcRoi, Ipp8u* pDst,
+                            int dstStep, IppiSize dstRoiSize, double xFactor, double yFactor,
+                            int interpolation) {
+    return resize_front<1>(pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor, yFactor,
+                           interpolation);
+}
+
+IppStatus ippiResize_8u_C3R(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect srcRoi, Ipp8u* pDst,
+                            int dstStep, IppiSize dstRoiSize, double xFactor, double yFactor,
+                            int interpolation) {
+    return resize_front<3>(pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor, yFactor,
+                           interpolation);
+}
+
+}  // namespace qm::QM_SET

@@ -1,0 +1,190 @@
+// Supersampling resize: each destination pixel is the mean of the source area
+// it covers. Used for reductions only.
+//
+// Arithmetic: separable. A source row is first reduced horizontally, then the
+// rows of a destination row's footprint are accumulated vertically, all in
+// float with one fixed order per output. Whole footprints (1 / factor an
+// integer) add plain pixels; fractional ones weigh the partly covered edge
+// pixels by the covered fraction. The four combinations are the kernel cases
+// 0 (both whole), 1 (vertical fractional), 2 (horizontal fractional) and 3
+// (both). Sums of whole footprints are integers below 2^24, so float holds
+// them exactly. The sum is then scaled by the factors.
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+#include "frame/set.h"
+#include "primitives/resize/geometry_kernels.h"
+#include "primitives/resize/resize_engine.h"
+
+namespace qm::QM_SET {
+namespace {
+
+// Footprints of the destination pixels along one axis.
+struct Axis {
+    bool whole = true;
+    int* first = nullptr;    // first source index covered
+    int* count = nullptr;    // number of source indices covered
+    int taps = 0;            // stride of `weight` per destination index
+    float* weight = nullptr; // covered fraction per source index (fractional only)
+    float* scale = nullptr;  // what the sum is multiplied by
+
+    bool build(WorkBlocks& wb, int roiLen, int out, double factor) {
+        const double foot = 1.0 / factor;
+        whole = foot - std::floor(foot) < 1e-7;
+        first = wb.get<int>(out);
+        count = wb.get<int>(out);
+        scale = wb.get<float>(out);
+        if (!first || !count || !scale) return false;
+        if (whole) {
+            const int n = static_cast<int>(foot);
+            for (int i = 0; i < out; ++i) {
+                int f = static_cast<int>(int64_t{i} * n < roiLen ? int64_t{i} * n : roiLen - 1);
+                const int c = n < roiLen - f ? n : roiLen - f;
+                first[i] = f;
+                count[i] = c;
+                // A footprint cut by the region's end (a one-pixel result
+                // forced from just over half a pixel) is the mean of what
+                // it covers rather than a darkened pixel.
+                scale[i] = c == n ? static_cast<float>(factor) : 1.0f / static_cast<float>(c);
+            }
+            return true;
+        }
+        const double t = std::ceil(foot) + 1.0;
+        taps = t < roiLen ? static_cast<int>(t) : roiLen;
+        weight = wb.get<float>(int64_t{out} * taps);
+        if (!weight) return false;
+        for (int i = 0; i < out; ++i) {
+            const double a = i * foot, b = (i + 1) * foot;
+            const double end = b < roiLen ? b : roiLen;
+            int k0 = static_cast<int>(a);
+            if (k0 > roiLen - 1) k0 = roiLen - 1;
+            int k1 = static_cast<int>(std::ceil(end));
+            if (k1 - k0 > taps) k1 = k0 + taps;
+            if (k1 <= k0) k1 = k0 + 1;
+            first[i] = k0;
+            count[i] = k1 - k0;
+            for (int k = k0; k < k1; ++k) {
+                const double lo = a > k ? a : k, hi = end < k + 1 ? end : k + 1;
+                weight[int64_t{i} * taps + (k - k0)] = static_cast<float>(hi > lo ? hi - lo : 0.0);
+            }
+            const bool cut = b > roiLen + 1e-7;
+            scale[i] = cut ? static_cast<float>(1.0 / (end - a)) : static_cast<float>(factor);
+        }
+        return true;
+    }
+};
+
+template <int CH, bool WHOLE>
+void reduce_row(const Ipp8u* p, const Axis& ax, int W, float* out) {
+    for (int i = 0; i < W; ++i) {
+        const Ipp8u* s = p + static_cast<ptrdiff_t>(ax.first[i]) * CH;
+        const int n = ax.count[i];
+        if constexpr (WHOLE) {
+            int sum[CH] = {};
+            for (int k = 0; k < n; ++k)
+                for (int c = 0; c < CH; ++c) sum[c] += s[k * CH + c];
+            for (int c = 0; c < CH; ++c) out[i * CH + c] = static_cast<float>(sum[c]);
+        } else {
+            const float* w = ax.weight + int64_t{i} * ax.taps;
+            float sum[CH];
+            for (int c = 0; c < CH; ++c) sum[c] = w[0] * s[c];
+            for (int k = 1; k < n; ++k)
+                for (int c = 0; c < CH; ++c) sum[c] = sum[c] + w[k] * s[k * CH + c];
+            for (int c = 0; c < CH; ++c) out[i * CH + c] = sum[c];
+        }
+    }
+}
+
+}  // namespace
+
+template <int CH>
+IppStatus resize_supersample(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect roi, Ipp8u* pDst,
+                             int dstStep, IppiSize dstRoiSize, double xFactor, double yFactor) {
+    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
+    if (srcSize.width < 1 || srcSize.height < 1 || roi.x < 0 || roi.y < 0 || roi.width < 1 ||
+        roi.height < 1)
+        return ippStsSizeErr;
+    if (roi.x >= srcSize.width || roi.y >= srcSize.height) return ippStsNoRoiOverlap;
+    if (dstRoiSize.width < 1 || dstRoiSize.height < 1) return ippStsSizeErr;
+    if (!(xFactor > 0.0) || !(yFactor > 0.0)) return ippStsResizeFactorErr;
+
+    if (roi.width > srcSize.width - roi.x) roi.width = srcSize.width - roi.x;
+    if (roi.height > srcSize.height - roi.y) roi.height = srcSize.height - roi.y;
+    int W, H;
+    if (!resize_extent(roi.width, xFactor, dstRoiSize.width, W) ||
+        !resize_extent(roi.height, yFactor, dstRoiSize.height, H))
+        return ippStsResizeNoOperationErr;
+
+    WorkBlocks wb;
+    Axis ax, ay;
+    if (!ax.build(wb, roi.width, W, xFactor) || !ay.build(wb, roi.height, H, yFactor))
+        return ippStsMemAllocErr;
+    const int n = W * CH;
+    float* row = wb.get<float>(n);
+    float* acc = wb.get<float>(n);
+    float* sx = wb.get<float>(n);
+    if (!row || !acc || !sx) return ippStsMemAllocErr;
+    for (int i = 0; i < W; ++i)
+        for (int c = 0; c < CH; ++c) sx[i * CH + c] = ax.scale[i];
+
+    const Ipp8u* origin = pSrc + static_cast<ptrdiff_t>(roi.y) * srcStep + static_cast<ptrdiff_t>(roi.x) * CH;
+
+    // Case 0 with sums that float holds exactly: adding the rows first and
+    // the columns second gives the same integers, and the row additions run
+    // over contiguous bytes.
+    const double nx = 1.0 / xFactor + 1.0, ny = 1.0 / yFactor + 1.0;
+    if (ax.whole && ay.whole && 255.0 * nx * ny < 16777216.0) {
+        const int span = (ax.first[W - 1] + ax.count[W - 1]) * CH;
+        int32_t* col = wb.get<int32_t>(span);
+        if (!col) return ippStsMemAllocErr;
+        for (int j = 0; j < H; ++j) {
+            for (int k = 0; k < span; ++k) col[k] = 0;
+            for (int r = 0; r < ay.count[j]; ++r) {
+                const Ipp8u* p = origin + static_cast<ptrdiff_t>(ay.first[j] + r) * srcStep;
+                for (int k = 0; k < span; ++k) col[k] += p[k];
+            }
+            int i = 0;
+            if (ax.count[0] == 2)  // halving, the common case
+                for (; i < W && ax.count[i] == 2; ++i)
+                    for (int c = 0; c < CH; ++c) row[i * CH + c] = static_cast<float>(col[2 * i * CH + c] + col[(2 * i + 1) * CH + c]);
+            for (; i < W; ++i) {
+                const int32_t* q = col + ax.first[i] * CH;
+                for (int c = 0; c < CH; ++c) {
+                    int32_t sum = 0;
+                    for (int k = 0; k < ax.count[i]; ++k) sum += q[k * CH + c];
+                    row[i * CH + c] = static_cast<float>(sum);
+                }
+            }
+            round_sat_row(row, sx, ay.scale[j], pDst + static_cast<ptrdiff_t>(j) * dstStep, n);
+        }
+        return ippStsNoErr;
+    }
+
+    for (int j = 0; j < H; ++j) {
+        for (int e = 0; e < n; ++e) acc[e] = 0.0f;
+        const int r0 = ay.first[j], rn = ay.count[j];
+        for (int r = 0; r < rn; ++r) {
+            const Ipp8u* p = origin + static_cast<ptrdiff_t>(r0 + r) * srcStep;
+            if (ax.whole)
+                reduce_row<CH, true>(p, ax, W, row);
+            else
+                reduce_row<CH, false>(p, ax, W, row);
+            if (ay.whole) {
+                for (int e = 0; e < n; ++e) acc[e] = acc[e] + row[e];
+            } else {
+                const float w = ay.weight[int64_t{j} * ay.taps + r];
+                for (int e = 0; e < n; ++e) acc[e] = acc[e] + w * row[e];
+            }
+        }
+        round_sat_row(acc, sx, ay.scale[j], pDst + static_cast<ptrdiff_t>(j) * dstStep, n);
+    }
+    return ippStsNoErr;
+}
+
+template IppStatus resize_supersample<1>(const Ipp8u*, IppiSize, int, IppiRect, Ipp8u*, int, IppiSize, double,
+                                         double);
+template IppStatus resize_supersample<3>(const Ipp8u*, IppiSize, int, IppiRect, Ipp8u*, int, IppiSize, double,
+                                         double);
+
+}  // namespace qm::QM_SET
