@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <ostream>
 #include <random>
 #include <vector>
 
@@ -45,6 +46,9 @@ Rule route(int ch, int mw, int mh, bool inPlace) {
 }
 
 struct Case { int ch, w, h, mw, mh, ax, ay, pad; };
+void PrintTo(const Case& c, std::ostream* os) {
+    *os << "ch=" << c.ch << " w=" << c.w << " h=" << c.h << " mw=" << c.mw << " mh=" << c.mh << " ax=" << c.ax << " ay=" << c.ay << " pad=" << c.pad;
+}
 
 // A source image holding exactly the neighbourhood area of a w x h ROI.
 struct Scene {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ostream>
 #include <random>
 #include <vector>
 
@@ -16,6 +17,9 @@ using qmtest::AllocProbe;
 using qmtest::GuardedImage;
 
 struct Case { int w, h, mw, mh, ax, ay, pad; };
+void PrintTo(const Case& c, std::ostream* os) {
+    *os << "w=" << c.w << " h=" << c.h << " mw=" << c.mw << " mh=" << c.mh << " ax=" << c.ax << " ay=" << c.ay << " pad=" << c.pad;
+}
 
 std::vector<Ipp8u> reference(GuardedImage& src, const Case& c, bool max) {
     std::vector<Ipp8u> out;
