@@ -106,6 +106,27 @@ void emit_row(const uint32_t* col, int m, int mw, int ch, const IntFinish& fin, 
                 for (int k = 0; k < mw; ++k) v += c[j + k * ch];
                 s[j] = v;
             }
+        } else if (ch == 1) {
+            // S[i] = S[i - 1] + D[i - 1], D[k] = col[k + mw] - col[k]: a prefix
+            // sum of D, four lanes at a time, carried from lane 3.
+            if (i0 == 0) {
+                uint32_t v = 0;
+                for (int k = 0; k < mw; ++k) v += c[k];
+                s[0] = carry[0] = v;
+                j = 1;
+            }
+            __m128i last = _mm_set1_epi32(static_cast<int>(carry[0]));
+            for (; j + 4 <= cnt; j += 4) {
+                __m128i d = _mm_sub_epi32(load4(c + j - 1 + mw), load4(c + j - 1));
+                d = _mm_add_epi32(d, _mm_slli_si128(d, 4));
+                d = _mm_add_epi32(d, _mm_slli_si128(d, 8));
+                const __m128i v = _mm_add_epi32(d, last);
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(s + j), v);
+                last = _mm_shuffle_epi32(v, _MM_SHUFFLE(3, 3, 3, 3));
+            }
+            uint32_t prev = static_cast<uint32_t>(_mm_cvtsi128_si32(last));
+            for (; j < cnt; ++j) s[j] = prev = prev + c[j - 1 + mw] - c[j - 1];
+            carry[0] = prev;
         } else {
             for (; j < cnt; ++j) {
                 if (i0 + j < ch) {
