@@ -76,7 +76,26 @@ struct IntFinish {
         const __m128i hi = _mm_packs_epi32(v[2], v[3]);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(lo, hi));
     }
+    // Sixteen sums held in 16 bits; k < 2^16, so the 32-bit product is exact.
+    void block16(const uint16_t* s, Ipp8u* out) const {
+        const __m128i k = _mm_set1_epi16(static_cast<short>(d.k));
+        const __m128i r = _mm_set1_epi32(static_cast<int>(d.r));
+        const __m128i sh = _mm_cvtsi32_si128(d.sh);
+        __m128i half[2];
+        for (int q = 0; q < 2; ++q) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 8 * q));
+            const __m128i lo = _mm_mullo_epi16(v, k), hi = _mm_mulhi_epu16(v, k);
+            const __m128i p0 = _mm_srl_epi32(_mm_add_epi32(_mm_unpacklo_epi16(lo, hi), r), sh);
+            const __m128i p1 = _mm_srl_epi32(_mm_add_epi32(_mm_unpackhi_epi16(lo, hi), r), sh);
+            half[q] = _mm_packs_epi32(p0, p1);
+        }
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(half[0], half[1]));
+    }
 };
+
+// Small masks (area * 255 < 2^16) keep column and window sums in 16 bits,
+// eight lanes to a register.
+constexpr int64_t kMaxNarrowArea = 257;
 
 // Sums of masks up to this wide are taken directly from the column sums;
 // wider ones slide.
@@ -146,6 +165,81 @@ void emit_row(const uint32_t* col, int m, int mw, int ch, const IntFinish& fin, 
     }
 }
 
+void emit_row(const uint16_t* col, int m, int mw, int ch, const IntFinish& fin, Ipp8u* out) {
+    alignas(16) uint16_t s[kChunk];
+    uint16_t carry[3] = {0, 0, 0};
+    const int span = mw * ch;
+    for (int i0 = 0; i0 < m; i0 += kChunk) {
+        const int cnt = std::min(kChunk, m - i0);
+        const uint16_t* c = col + i0;
+        const auto at = [c](int j) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(c + j)); };
+        int j = 0;
+        if (mw <= kDirectWidth) {
+            for (; j + 8 <= cnt; j += 8) {
+                __m128i v = at(j);
+                for (int k = 1; k < mw; ++k) v = _mm_add_epi16(v, at(j + k * ch));
+                _mm_store_si128(reinterpret_cast<__m128i*>(s + j), v);
+            }
+            for (; j < cnt; ++j) {
+                unsigned v = 0;
+                for (int k = 0; k < mw; ++k) v += c[j + k * ch];
+                s[j] = static_cast<uint16_t>(v);
+            }
+        } else if (ch == 1) {
+            if (i0 == 0) {
+                unsigned v = 0;
+                for (int k = 0; k < mw; ++k) v += c[k];
+                s[0] = carry[0] = static_cast<uint16_t>(v);
+                j = 1;
+            }
+            __m128i last = _mm_set1_epi16(static_cast<short>(carry[0]));
+            for (; j + 8 <= cnt; j += 8) {
+                __m128i d = _mm_sub_epi16(at(j - 1 + mw), at(j - 1));
+                d = _mm_add_epi16(d, _mm_slli_si128(d, 2));
+                d = _mm_add_epi16(d, _mm_slli_si128(d, 4));
+                d = _mm_add_epi16(d, _mm_slli_si128(d, 8));
+                const __m128i v = _mm_add_epi16(d, last);
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(s + j), v);
+                last = _mm_shufflehi_epi16(v, _MM_SHUFFLE(3, 3, 3, 3));
+                last = _mm_unpackhi_epi64(last, last);
+            }
+            uint16_t prev = static_cast<uint16_t>(_mm_extract_epi16(last, 0));
+            for (; j < cnt; ++j) s[j] = prev = static_cast<uint16_t>(prev + c[j - 1 + mw] - c[j - 1]);
+            carry[0] = prev;
+        } else {
+            for (; j < cnt; ++j) {
+                if (i0 + j < ch) {
+                    unsigned v = 0;
+                    for (int k = 0; k < mw; ++k) v += c[j + k * ch];
+                    s[j] = static_cast<uint16_t>(v);
+                } else {
+                    const uint16_t prev = j >= ch ? s[j - ch] : carry[j];
+                    s[j] = static_cast<uint16_t>(prev + c[j - ch + span] - c[j - ch]);
+                }
+            }
+            for (int q = 0; q < ch; ++q) carry[q] = s[cnt - ch + q];
+        }
+        int o = 0;
+        for (; o + 16 <= cnt; o += 16) fin.block16(s + o, out + i0 + o);
+        for (; o < cnt; ++o) out[i0 + o] = fin.scalar(s[o]);
+    }
+}
+
+void update_cols(uint16_t* col, const Ipp8u* add, const Ipp8u* sub, int n) {
+    const __m128i zero = _mm_setzero_si128();
+    int j = 0;
+    for (; j + 16 <= n; j += 16) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(add + j));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(sub + j));
+        __m128i* p = reinterpret_cast<__m128i*>(col + j);
+        const __m128i dlo = _mm_sub_epi16(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
+        const __m128i dhi = _mm_sub_epi16(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
+        _mm_storeu_si128(p, _mm_add_epi16(_mm_loadu_si128(p), dlo));
+        _mm_storeu_si128(p + 1, _mm_add_epi16(_mm_loadu_si128(p + 1), dhi));
+    }
+    for (; j < n; ++j) col[j] = static_cast<uint16_t>(col[j] + add[j] - sub[j]);
+}
+
 // col[j] += add[j] - sub[j], modulo 2^32 (sums are exact, any wrap cancels).
 void update_cols(uint32_t* col, const Ipp8u* add, const Ipp8u* sub, int n) {
     const __m128i zero = _mm_setzero_si128();
@@ -202,14 +296,14 @@ struct Geometry {
     int width, height, mw, mh, ch;
 };
 
-template <class Sink>
-void run_integer(const Geometry& g, uint32_t* col, const IntFinish& fin, const Sink& sink) {
+template <class T, class Sink>
+void run_integer(const Geometry& g, T* col, const IntFinish& fin, const Sink& sink) {
     const int n = (g.width + g.mw - 1) * g.ch;
     const int m = g.width * g.ch;
-    std::memset(col, 0, sizeof(uint32_t) * static_cast<size_t>(n));
+    std::memset(col, 0, sizeof(T) * static_cast<size_t>(n));
     for (int r = 0; r < g.mh; ++r) {
         const Ipp8u* p = g.top + r * g.step;
-        for (int j = 0; j < n; ++j) col[j] += p[j];
+        for (int j = 0; j < n; ++j) col[j] = static_cast<T>(col[j] + p[j]);
     }
     for (int y = 0; y < g.height; ++y) {
         emit_row(col, m, g.mw, g.ch, fin, sink.row(y));
@@ -263,18 +357,24 @@ void* alloc_cols(int width, int mw, int ch) {
 }
 
 template <class Sink>
+void run_integer_sized(const Geometry& g, void* col, const IntDivisor& d, const Sink& sink) {
+    if (int64_t{g.mw} * g.mh <= kMaxNarrowArea)
+        run_integer(g, static_cast<uint16_t*>(col), IntFinish{d}, sink);
+    else
+        run_integer(g, static_cast<uint32_t*>(col), IntFinish{d}, sink);
+}
+
+template <class Sink>
 void run_path(Path path, const Geometry& g, void* col, const Sink& sink) {
     const int64_t area = int64_t{g.mw} * g.mh;
     switch (path) {
     case Path::floating:
         run_float(g, static_cast<float*>(col), 1.0f / static_cast<float>(area), sink);
         return;
-    case Path::fixed3x3: run_integer(g, static_cast<uint32_t*>(col), IntFinish{kFixed3x3}, sink); return;
-    case Path::fixed5x5: run_integer(g, static_cast<uint32_t*>(col), IntFinish{kFixed5x5}, sink); return;
-    case Path::fixed7x7: run_integer(g, static_cast<uint32_t*>(col), IntFinish{kFixed7x7}, sink); return;
-    case Path::general:
-        run_integer(g, static_cast<uint32_t*>(col), IntFinish{general_divisor(area, g.mw + g.mh)}, sink);
-        return;
+    case Path::fixed3x3: run_integer_sized(g, col, kFixed3x3, sink); return;
+    case Path::fixed5x5: run_integer_sized(g, col, kFixed5x5, sink); return;
+    case Path::fixed7x7: run_integer_sized(g, col, kFixed7x7, sink); return;
+    case Path::general: run_integer_sized(g, col, general_divisor(area, g.mw + g.mh), sink); return;
     }
 }
 
