@@ -195,25 +195,25 @@ QM_SLOT(65, 0, IppStatus, ippiFilterMedian_8u_C3R,
 QM_SLOT(66, 0, IppStatus, ippiFilterMedianColor_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize, int maskCode),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode))
-QM_SLOT_TODO(67, 0, IppStatus, ippiFilterBox_8u_C1R,
+QM_SLOT(67, 0, IppStatus, ippiFilterBox_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      IppiSize maskSize, IppiPoint anchor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor))
-QM_SLOT_TODO(68, 0, IppStatus, ippiFilterBox_8u_C3R,
+QM_SLOT(68, 0, IppStatus, ippiFilterBox_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      IppiSize maskSize, IppiPoint anchor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor))
-QM_SLOT_TODO(69, 0, IppStatus, ippiFilterBox_8u_C1IR,
+QM_SLOT(69, 0, IppStatus, ippiFilterBox_8u_C1IR,
     (Ipp8u* pSrcDst, int srcDstStep, IppiSize roiSize, IppiSize maskSize, IppiPoint anchor),
     (pSrcDst, srcDstStep, roiSize, maskSize, anchor))
-QM_SLOT_TODO(70, 0, IppStatus, ippiFilterBox_8u_C3IR,
+QM_SLOT(70, 0, IppStatus, ippiFilterBox_8u_C3IR,
     (Ipp8u* pSrcDst, int srcDstStep, IppiSize roiSize, IppiSize maskSize, IppiPoint anchor),
     (pSrcDst, srcDstStep, roiSize, maskSize, anchor))
-QM_SLOT_TODO(71, 0, IppStatus, ippiFilterMin_8u_C1R,
+QM_SLOT(71, 0, IppStatus, ippiFilterMin_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      IppiSize maskSize, IppiPoint anchor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor))
-QM_SLOT_TODO(72, 0, IppStatus, ippiFilterMax_8u_C1R,
+QM_SLOT(72, 0, IppStatus, ippiFilterMax_8u_C1R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
      IppiSize maskSize, IppiPoint anchor),
     (pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor))

@@ -1,0 +1,164 @@
+// Minimum and maximum filters on 8-bit grey images, separably: each source row
+// is reduced over the mask width once, into a ring of mask-height rows, and
+// each destination row is the extreme of the ring. Extremes are exact whatever
+// the order, so every method below gives the same bytes.
+#include <emmintrin.h>
+
+#include <climits>
+#include <cstdint>
+#include <cstring>
+
+#include "frame/set.h"
+
+namespace qm::QM_SET {
+namespace {
+
+struct MinOp {
+    static Ipp8u scalar(Ipp8u a, Ipp8u b) { return a < b ? a : b; }
+    static __m128i vec(__m128i a, __m128i b) { return _mm_min_epu8(a, b); }
+};
+struct MaxOp {
+    static Ipp8u scalar(Ipp8u a, Ipp8u b) { return a > b ? a : b; }
+    static __m128i vec(__m128i a, __m128i b) { return _mm_max_epu8(a, b); }
+};
+
+inline __m128i load16(const Ipp8u* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+inline void store16(Ipp8u* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+
+// Masks up to this wide are reduced directly; wider ones by doubling windows.
+constexpr int kDirectWidth = 8;
+
+// s[x] = op(s[x], s[x + d]) for x < len, ascending, in place: each step reads
+// only bytes at or after the one it writes.
+template <class Op>
+void fold(Ipp8u* s, int len, int d) {
+    int x = 0;
+    for (; x + 16 <= len; x += 16) store16(s + x, Op::vec(load16(s + x), load16(s + x + d)));
+    for (; x < len; ++x) s[x] = Op::scalar(s[x], s[x + d]);
+}
+
+// out[x] = extreme of src[x .. x + mw - 1] for x < w; src holds w + mw - 1 bytes.
+template <class Op>
+void reduce_row(const Ipp8u* src, int w, int mw, Ipp8u* scratch, Ipp8u* out) {
+    if (mw <= kDirectWidth) {
+        int x = 0;
+        for (; x + 16 <= w; x += 16) {
+            __m128i v = load16(src + x);
+            for (int k = 1; k < mw; ++k) v = Op::vec(v, load16(src + x + k));
+            store16(out + x, v);
+        }
+        for (; x < w; ++x) {
+            Ipp8u v = src[x];
+            for (int k = 1; k < mw; ++k) v = Op::scalar(v, src[x + k]);
+            out[x] = v;
+        }
+        return;
+    }
+    // Windows of 2, 4, ... p <= mw < 2p, then two overlapping windows of p.
+    int len = w + mw - 2;
+    int x = 0;
+    for (; x + 16 <= len; x += 16) store16(scratch + x, Op::vec(load16(src + x), load16(src + x + 1)));
+    for (; x < len; ++x) scratch[x] = Op::scalar(src[x], src[x + 1]);
+    int p = 2;
+    for (; 2 * p <= mw; p *= 2) {
+        len -= p;
+        fold<Op>(scratch, len, p);
+    }
+    const int d = mw - p;
+    x = 0;
+    for (; x + 16 <= w; x += 16) store16(out + x, Op::vec(load16(scratch + x), load16(scratch + x + d)));
+    for (; x < w; ++x) out[x] = Op::scalar(scratch[x], scratch[x + d]);
+}
+
+// out[x] = extreme over the mh ring rows.
+template <class Op>
+void combine_rows(Ipp8u* const* rows, int mh, int w, Ipp8u* out) {
+    int x = 0;
+    for (; x + 16 <= w; x += 16) {
+        __m128i v = load16(rows[0] + x);
+        for (int k = 1; k < mh; ++k) v = Op::vec(v, load16(rows[k] + x));
+        store16(out + x, v);
+    }
+    for (; x < w; ++x) {
+        Ipp8u v = rows[0][x];
+        for (int k = 1; k < mh; ++k) v = Op::scalar(v, rows[k][x]);
+        out[x] = v;
+    }
+}
+
+template <class Op>
+IppStatus filter_extreme(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, IppiSize mask,
+                         IppiPoint anchor) {
+    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
+    if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;
+    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
+    if (mask.width < 1 || mask.height < 1) return ippStsMaskSizeErr;
+    if (anchor.x < 0 || anchor.x >= mask.width || anchor.y < 0 || anchor.y >= mask.height) return ippStsAnchorErr;
+
+    const int w = roi.width;
+    if (mask.width == 1 && mask.height == 1) {
+        for (int y = 0; y < roi.height; ++y)
+            std::memcpy(pDst + static_cast<ptrdiff_t>(y) * dstStep, pSrc + static_cast<ptrdiff_t>(y) * srcStep,
+                        static_cast<size_t>(w));
+        return ippStsNoErr;
+    }
+
+    const int mw = mask.width, mh = mask.height;
+    // Ring of per-row extremes; the second buffer is the scratch row of the
+    // doubling windows (wide masks only, taken always so failures do not
+    // depend on the mask).
+    const int64_t ringRow = (int64_t{w} + 31) & ~int64_t{31};
+    const int64_t ringBytes = ringRow * mh;
+    const int64_t scratchBytes = (int64_t{w} + mw + 31) & ~int64_t{31};
+    Ipp8u* ring = ringBytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(ringBytes)));
+    if (ring == nullptr) return ippStsMemAllocErr;
+    Ipp8u* scratch =
+        scratchBytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(scratchBytes)));
+    if (scratch == nullptr) {
+        ippFree(ring);
+        return ippStsMemAllocErr;
+    }
+
+    const Ipp8u* top = pSrc - static_cast<ptrdiff_t>(anchor.y) * srcStep - anchor.x;
+    const auto source_row = [&](int r) { return top + static_cast<ptrdiff_t>(r) * srcStep; };
+    const auto ring_row = [&](int r) { return ring + (r % mh) * ringRow; };
+
+    // The ring is read in its own slot order: the extreme does not care.
+    constexpr int kMaxListed = 64;
+    Ipp8u* listed[kMaxListed];
+    const bool useList = mh <= kMaxListed;
+    if (useList)
+        for (int k = 0; k < mh; ++k) listed[k] = ring + k * ringRow;
+
+    for (int r = 0; r < mh; ++r) reduce_row<Op>(source_row(r), w, mw, scratch, ring_row(r));
+    for (int y = 0; y < roi.height; ++y) {
+        Ipp8u* out = pDst + static_cast<ptrdiff_t>(y) * dstStep;
+        if (useList) {
+            combine_rows<Op>(listed, mh, w, out);
+        } else {
+            std::memcpy(out, ring, static_cast<size_t>(w));
+            for (int k = 1; k < mh; ++k) {
+                Ipp8u* const pair[2] = {out, ring + k * ringRow};
+                combine_rows<Op>(pair, 2, w, out);
+            }
+        }
+        if (y + 1 < roi.height) reduce_row<Op>(source_row(y + mh), w, mw, scratch, ring_row(y + mh));
+    }
+    ippFree(scratch);
+    ippFree(ring);
+    return ippStsNoErr;
+}
+
+}  // namespace
+
+IppStatus ippiFilterMin_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
+                               IppiSize maskSize, IppiPoint anchor) {
+    return filter_extreme<MinOp>(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor);
+}
+
+IppStatus ippiFilterMax_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
+                               IppiSize maskSize, IppiPoint anchor) {
+    return filter_extreme<MaxOp>(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor);
+}
+
+}  // namespace qm::QM_SET
