@@ -75,7 +75,9 @@ struct Lane8 {
     static V lt(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_LT_OS); }
     static V gt(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_GT_OS); }
     static V not_gt(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_NGT_US); }
-    static V sel(V m, V a, V b) { return _mm256_blendv_ps(b, a, m); }
+    // Bitwise rather than blendv: the compiler rewrites a 256-bit blendv on a
+    // compare result into per-lane branches when AVX2 is not enabled.
+    static V sel(V m, V a, V b) { return _mm256_or_ps(_mm256_and_ps(m, a), _mm256_andnot_ps(m, b)); }
 };
 using Lane = Lane8;
 #else
