@@ -142,34 +142,34 @@ QM_NONE(46, ippiLUT_8u_C1IR)
 QM_NONE(47, ippiLUT_8u_C3IR)
 QM_NONE(48, ippiLUT_16s_C1IR)
 QM_NONE(49, ippiLUT_16s_C3IR)
-QM_SLOT_TODO(50, 0, IppStatus, ippiBGRToHLS_8u_P3R,
+QM_SLOT(50, 0, IppStatus, ippiBGRToHLS_8u_P3R,
     (const Ipp8u* const pSrc[3], int srcStep, Ipp8u* const pDst[3], int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(51, 0, IppStatus, ippiRGBToHLS_8u_C3R,
+QM_SLOT(51, 0, IppStatus, ippiRGBToHLS_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(52, 0, IppStatus, ippiRGBToHLS_16u_C3R,
+QM_SLOT(52, 0, IppStatus, ippiRGBToHLS_16u_C3R,
     (const Ipp16u* pSrc, int srcStep, Ipp16u* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(53, 0, IppStatus, ippiRGBToHLS_16s_C3R,
+QM_SLOT(53, 0, IppStatus, ippiRGBToHLS_16s_C3R,
     (const Ipp16s* pSrc, int srcStep, Ipp16s* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(54, 39, IppStatus, ippiRGBToHLS_32f_C3R,
+QM_SLOT(54, 39, IppStatus, ippiRGBToHLS_32f_C3R,
     (const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(55, 0, IppStatus, ippiHLSToBGR_8u_P3R,
+QM_SLOT(55, 0, IppStatus, ippiHLSToBGR_8u_P3R,
     (const Ipp8u* const pSrc[3], int srcStep, Ipp8u* const pDst[3], int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(56, 0, IppStatus, ippiHLSToRGB_8u_C3R,
+QM_SLOT(56, 0, IppStatus, ippiHLSToRGB_8u_C3R,
     (const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(57, 0, IppStatus, ippiHLSToRGB_16u_C3R,
+QM_SLOT(57, 0, IppStatus, ippiHLSToRGB_16u_C3R,
     (const Ipp16u* pSrc, int srcStep, Ipp16u* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(58, 0, IppStatus, ippiHLSToRGB_16s_C3R,
+QM_SLOT(58, 0, IppStatus, ippiHLSToRGB_16s_C3R,
     (const Ipp16s* pSrc, int srcStep, Ipp16s* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
-QM_SLOT_TODO(59, 40, IppStatus, ippiHLSToRGB_32f_C3R,
+QM_SLOT(59, 40, IppStatus, ippiHLSToRGB_32f_C3R,
     (const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep, IppiSize roiSize),
     (pSrc, srcStep, pDst, dstStep, roiSize))
 QM_SLOT(60, 34, IppStatus, ippiRGBToYUV_8u_C3P3R,
