@@ -133,7 +133,7 @@ TEST_F(Tool, OutputsAreNeverLeftHalfWritten) {
     EXPECT_EQ(qm300::read_image(path("in.png")).pixels, im.pixels);
 
     std::ofstream(path("keep.png")) << "precious";
-    const ToolRun bad = qm300_run("box --mask 0x3 " + path("in.png") + " " + path("keep.png"));
+    const ToolRun bad = qm300_run("median --mask 2x3 " + path("in.png") + " " + path("keep.png"));
     EXPECT_EQ(bad.status, 1);
     EXPECT_NE(bad.output.find("-33"), std::string::npos) << bad.output;
     std::ifstream kept(path("keep.png"));
