@@ -24,6 +24,12 @@ public:
     int calls() const { return state().calls; }
     size_t live() const { return state().live.size(); }
     size_t last_size() const { return state().lastSize; }
+    // Frees what the code under test kept (a leak the test has already
+    // counted), so leak checkers only report leaks nobody expected.
+    void release_leaks() {
+        for (void* p : state().live) std::free(p);
+        state().live.clear();
+    }
 
 private:
     struct State {
