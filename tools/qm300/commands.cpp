@@ -1,5 +1,7 @@
 #include "commands.h"
 
+#include "font.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -109,27 +111,50 @@ Image synth_page(int width, int height, unsigned seed) {
 
 namespace {
 
-// Tiles of the same detail before and after each step, side by side.
+// Draws a label in the 5x7 font, `scale` pixels per dot.
+void draw_text(Image& im, int x, int y, const std::string& text, int scale, uint8_t ink) {
+    for (char ch : text) {
+        const uint8_t* rows = glyph(ch);
+        for (int r = 0; r < 7; ++r)
+            for (int c = 0; c < 5; ++c)
+                if (rows[r] & (0x10 >> c))
+                    for (int dy = 0; dy < scale; ++dy)
+                        for (int dx = 0; dx < scale; ++dx) {
+                            const int px = x + c * scale + dx, py = y + r * scale + dy;
+                            if (px < im.width && py < im.height)
+                                for (int k = 0; k < 3; ++k) im.row(py)[3 * px + k] = ink;
+                        }
+        x += 6 * scale;
+    }
+}
+
+// The same detail of the input and of every result, magnified, with labels:
+// one glance shows what each step did to text edges, photo and noise.
 Image contact_sheet(const std::vector<std::pair<std::string, Image>>& steps, const Image& before) {
-    const int tw = std::min(before.width / 3, 360), th = std::min(before.height / 5, 300);
-    const int cx = before.width / 2 - tw / 2, cy = before.height / 8 + before.height / 8 - th / 2;
-    const int gap = 8;
-    Image sheet(2 * tw + 3 * gap, int(steps.size()) * (th + gap) + gap, 3);
-    std::fill(sheet.pixels.begin(), sheet.pixels.end(), 96);
-    for (size_t i = 0; i < steps.size(); ++i) {
-        const Image& after = steps[i].second;
-        for (int side = 0; side < 2; ++side) {
-            const Image& src = side == 0 ? before : after;
-            // Results of another size (the resize) are sampled back to the page's grid.
-            const double sx = double(src.width) / before.width, sy = double(src.height) / before.height;
-            for (int y = 0; y < th; ++y)
-                for (int x = 0; x < tw; ++x) {
-                    const int X = std::min(src.width - 1, int((cx + x) * sx)), Y = std::min(src.height - 1, int((cy + y) * sy));
-                    const uint8_t* s = src.row(Y) + size_t(X) * src.channels;
-                    uint8_t* d = sheet.row(gap + int(i) * (th + gap) + y) + 3 * (gap + side * (tw + gap) + x);
-                    for (int c = 0; c < 3; ++c) d[c] = s[src.channels == 3 ? c : 0];
-                }
-        }
+    constexpr int kZoom = 2, kCols = 4, kLabel = 22, kGap = 10;
+    const int cw = std::min(before.width / 4, 180), chh = std::min(before.height / 6, 130);
+    // Where the text meets the photo: edges, flat paper and colour together.
+    const int cx = std::max(0, before.width / 2 - cw * 2 / 3), cy = before.height / 8 + before.height / 16;
+    const int tw = cw * kZoom, th = chh * kZoom;
+    std::vector<std::pair<std::string, const Image*>> tiles = {{"input", &before}};
+    for (const auto& s : steps) tiles.emplace_back(s.first, &s.second);
+    const int rows = (int(tiles.size()) + kCols - 1) / kCols;
+    Image sheet(kCols * (tw + kGap) + kGap, rows * (th + kLabel + kGap) + kGap, 3);
+    std::fill(sheet.pixels.begin(), sheet.pixels.end(), 250);
+    for (size_t i = 0; i < tiles.size(); ++i) {
+        const Image& src = *tiles[i].second;
+        const int ox = kGap + int(i % kCols) * (tw + kGap), oy = kGap + int(i / kCols) * (th + kLabel + kGap);
+        draw_text(sheet, ox, oy + 3, tiles[i].first, 2, 20);
+        // Results of another size (the resizes) are sampled back onto the page's grid.
+        const double sx = double(src.width) / before.width, sy = double(src.height) / before.height;
+        for (int y = 0; y < th; ++y)
+            for (int x = 0; x < tw; ++x) {
+                const int X = std::min(src.width - 1, int((cx + x / kZoom) * sx));
+                const int Y = std::min(src.height - 1, int((cy + y / kZoom) * sy));
+                const uint8_t* s = src.row(Y) + size_t(X) * src.channels;
+                uint8_t* d = sheet.row(oy + kLabel + y) + 3 * (ox + x);
+                for (int c = 0; c < 3; ++c) d[c] = s[src.channels == 3 ? c : 0];
+            }
     }
     return sheet;
 }
@@ -148,18 +173,20 @@ int run_demo(const Module& m, const DemoOptions& o) {
     const Image page = synth_page(width, height);
     write_image(o.outDir + "/page.png", page);
 
-    struct Step { const char* file; const char* what; const char* op; };
+    struct Step { const char* file; const char* what; const char* label; const char* op; };
     const Step steps[] = {
-        {"sharpen.png", "sharpen, radius 2, level 4", "sharpen -r 2 -l 4"},
-        {"sharpen-r7.png", "sharpen, radius 7, level 3", "sharpen -r 7 -l 3"},
-        {"soften.png", "soften, radius 3, level 0", "soften -r 3 -l 0"},
-        {"denoise-rgb.png", "bilateral noise reduction RGB, 5x5, level 4", "denoise -m 2 -l 4"},
-        {"denoise-yuv.png", "bilateral noise reduction YUV, 3x3 level 3 / 5x5 level 6", "denoise --yuv 1:3,2:6"},
-        {"gauss-nr.png", "Gauss noise reduction, radius 1", "denoise --method gauss -r 1"},
-        {"median-nr.png", "median noise reduction, radius 1", "denoise --method median -r 1"},
-        {"vector-median-nr.png", "vector-median noise reduction, radius 1", "denoise --method vector-median -r 1"},
-        {"resize-half.png", "resize x0.5, supersampling", "resize -s 0.5 -i super"},
-        {"resize-lanczos.png", "resize x0.75, Lanczos", "resize -s 0.75 -i lanczos"},
+        {"sharpen.png", "sharpen, radius 2, level 4", "sharpen r2 l4", "sharpen -r 2 -l 4"},
+        {"sharpen-r7.png", "sharpen, radius 7, level 3", "sharpen r7 l3", "sharpen -r 7 -l 3"},
+        {"soften.png", "soften, radius 3, level 0", "soften r3 l0", "soften -r 3 -l 0"},
+        {"denoise-rgb.png", "bilateral noise reduction RGB, 5x5, level 4", "bilateral rgb 5x5", "denoise -m 2 -l 4"},
+        {"denoise-yuv.png", "bilateral noise reduction YUV, 3x3 level 3 / 5x5 level 6", "bilateral yuv",
+         "denoise --yuv 1:3,2:6"},
+        {"gauss-nr.png", "Gauss noise reduction, radius 1", "gauss nr 3x3", "denoise --method gauss -r 1"},
+        {"median-nr.png", "median noise reduction, radius 1", "median nr 3x3", "denoise --method median -r 1"},
+        {"vector-median-nr.png", "vector-median noise reduction, radius 1", "vector median 3x3",
+         "denoise --method vector-median -r 1"},
+        {"resize-half.png", "resize x0.5, supersampling", "resize 0.5 super", "resize -s 0.5 -i super"},
+        {"resize-lanczos.png", "resize x0.75, Lanczos", "resize 0.75 lanczos", "resize -s 0.75 -i lanczos"},
     };
     std::vector<std::pair<std::string, Image>> done;
     std::printf("\n  %-58s %10s\n", "step", "time");
@@ -175,7 +202,7 @@ int run_demo(const Module& m, const DemoOptions& o) {
             const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
             write_image(o.outDir + "/" + s.file, out);
             std::printf("  %-58s %8.1f ms\n", s.what, ms);
-            done.emplace_back(s.file, std::move(out));
+            done.emplace_back(s.label, std::move(out));
         } catch (const ToolError& e) {
             std::printf("  %-58s   skipped: %s\n", s.what, e.what());
             ++failed;
@@ -183,7 +210,7 @@ int run_demo(const Module& m, const DemoOptions& o) {
     }
     if (!done.empty()) write_image(o.outDir + "/contact-sheet.png", contact_sheet(done, page));
     std::printf("\nPictures in %s/: page.png (input), one PNG per step, contact-sheet.png "
-                "(detail before | after, one row per step).\n", o.outDir.c_str());
+                "(the same detail of the input and of every result, magnified).\n", o.outDir.c_str());
     return failed ? 1 : 0;
 }
 
