@@ -147,37 +147,4 @@ TEST(DeosNr, YuvFiltersLumaAndChromaApart) {
     }
 }
 
-// Allocation n fails: (result, allocations still live, dst untouched).
-struct Failure { const char* what; int failAt; size_t live; bool untouched; };
-class DeosNrAllocFailure : public ::testing::TestWithParam<Failure> {};
-
-TEST_P(DeosNrAllocFailure, ReturnsZeroAndReleasesWhatItShould) {
-    const Failure f = GetParam();
-    constexpr int W = 8, H = 7;
-    const Image src = random_image(3 * W * H, 6);
-    qmtest::GuardedImage dst(3 * W, H);
-    const std::string what = f.what;
-    qmtest::AllocProbe probe(f.failAt);
-    Ipp32u code = 99;
-    if (what == "RGB") code = DeosNrRGB(src.data(), dst.data(), W, H, 1, 5);
-    if (what == "Individual") code = DeosNrIndividualRGB(src.data(), dst.data(), W, H, 1, 5, 2, 5, 1, 5);
-    if (what == "YUV") code = DeosNrYUV(src.data(), dst.data(), W, H, 1, 5, 2, 5);
-    if (what == "Mono") code = DeosNrMono(src.data(), dst.data(), W, H, 2, 5);
-    EXPECT_EQ(code, 0u);
-    EXPECT_GE(probe.calls(), f.failAt);
-    EXPECT_EQ(probe.live(), f.live);
-    EXPECT_EQ(dst.untouched(), f.untouched);
-    EXPECT_TRUE(dst.guards_intact());
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Failures, DeosNrAllocFailure,
-    ::testing::Values(Failure{"RGB", 1, 0, true}, Failure{"RGB", 2, 0, true}, Failure{"RGB", 4, 0, false},
-                      Failure{"Individual", 1, 0, true}, Failure{"Individual", 3, 0, false},
-                      // The interleaved images A and B leak when a plane image is missing.
-                      Failure{"YUV", 3, 2, true}, Failure{"YUV", 4, 2, true},
-                      Failure{"YUV", 5, 0, false},  // work buffer of the luma plane
-                      Failure{"YUV", 1, 0, false},  // A is not tested: its conversion fails, B is still converted
-                      Failure{"Mono", 1, 0, true}));
-
 }  // namespace

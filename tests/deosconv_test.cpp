@@ -6,7 +6,6 @@
 
 #include "linear_ref.h"
 #include "scanfilters/kernel_tables.h"
-#include "support/alloc.h"
 #include "support/image.h"
 
 namespace {
@@ -267,25 +266,6 @@ TEST(DeosConv, ResultCodesInCheckOrderAndCopies) {
         EXPECT_EQ(c.dst.payload(), c.src.payload());
         EXPECT_TRUE(c.dst.guards_intact());
     }
-}
-
-TEST(DeosConv, MissingScratchLeavesDstUntouchedAndLeaksNothing) {
-    const float k3[3 * 25] = {};
-    for (int failAt : {1, 2})
-        for (bool user : {false, true}) {
-            Rgb im(24, 10, 6);
-            qmtest::AllocProbe probe(failAt);
-            EXPECT_EQ(user ? DeosConvRgbInFilterCoef(im.src.data(), im.dst.data(), 24, 10, 2, k3)
-                           : DeosConvRGB(im.src.data(), im.dst.data(), 24, 10, 0, 2, 3),
-                      0u);
-            EXPECT_TRUE(im.dst.untouched()) << failAt;
-            EXPECT_EQ(probe.live(), 0u);
-        }
-    Rgb im(24, 10, 6);
-    qmtest::AllocProbe probe;
-    ASSERT_EQ(DeosConvRGB(im.src.data(), im.dst.data(), 24, 10, 0, 2, 3), 0u);
-    EXPECT_EQ(probe.calls(), 2);
-    EXPECT_EQ(probe.live(), 0u);
 }
 
 }  // namespace

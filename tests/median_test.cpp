@@ -122,26 +122,6 @@ TEST(Median, SevenBySevenOfZeroToFortyEightIsTwentyFourAndConstantsStay) {
     }
 }
 
-TEST(Median, OneColumnSlotsComeFromTheHeapAndFailCleanly) {
-    std::mt19937 rng(3);
-    Source src(6, 3, 3, 3, 3, 0, rng);
-    for (auto [set, fn] : QM_ALL_SETS(ippiFilterMedian_8u_C3R)) {
-        GuardedImage dst(18, 3);
-        {
-            AllocProbe probe(1);
-            EXPECT_EQ(fn(src.origin(), src.img.step(), dst.data(), dst.step(), {6, 3}, {1, 7}, {0, 3}),
-                      ippStsMemAllocErr)
-                << set;
-            EXPECT_EQ(probe.live(), 0u) << set;
-        }
-        EXPECT_TRUE(dst.untouched()) << set;
-        AllocProbe probe;
-        EXPECT_EQ(fn(src.origin(), src.img.step(), dst.data(), dst.step(), {6, 3}, {1, 7}, {0, 3}), 0) << set;
-        EXPECT_EQ(probe.calls(), 1) << set;
-        EXPECT_EQ(probe.live(), 0u) << set;
-    }
-}
-
 // The fixed-shape networks pick the middle value of every 0-1 input (with
 // sorted columns where the 5x5 network expects them), hence of every input.
 TEST(Median, NetworksSelectTheMiddleOfEveryZeroOneInput) {

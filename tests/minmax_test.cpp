@@ -90,23 +90,4 @@ TEST(Extremes, ChecksSizeBeforeStep) {
     for (Ipp8u v : buf) EXPECT_EQ(v, 0);
 }
 
-TEST(Extremes, AllocationFailuresReleaseEverything) {
-    std::mt19937 rng(5);
-    GuardedImage src(40, 12);
-    src.fill_random(rng);
-    for (int mw : {3, 12}) {
-        for (int failAt = 1; failAt <= 3; ++failAt) {
-            GuardedImage dst(30, 8);
-            AllocProbe probe(failAt);
-            const IppStatus st = ippiFilterMax_8u_C1R(src.row(2) + 1, src.step(), dst.data(), dst.step(), {30, 8},
-                                                      {mw, 5}, {1, 2});
-            EXPECT_EQ(st, failAt <= 2 ? ippStsMemAllocErr : ippStsNoErr) << mw << " " << failAt;
-            EXPECT_EQ(probe.live(), 0u) << failAt;
-            if (failAt <= 2) {
-                EXPECT_TRUE(dst.untouched()) << failAt;
-            }
-        }
-    }
-}
-
 }  // namespace

@@ -6,12 +6,10 @@
 #include <vector>
 
 #include "primitives/resize/lanczos_table.h"
-#include "support/alloc.h"
 #include "support/image.h"
 
 namespace {
 
-using qmtest::AllocProbe;
 using qmtest::GuardedImage;
 
 struct Src {
@@ -312,46 +310,6 @@ TEST(Resize, JustOverHalfAPixelGivesOnePixel) {
             GuardedImage fresh(3, 1);
             EXPECT_TRUE(rest[0] == fresh.at(0, 1) && rest[1] == fresh.at(0, 2)) << set;
         }
-}
-
-TEST(Resize, FailedAllocationReturnsMemErrWithoutTrace) {
-    std::mt19937 rng(3);
-    const Src s(40, 30, 3, 0, rng);
-    for (int mode : {1, 2, 4, 8, 16})
-        for (double f : {0.5, 0.4}) {
-            int calls;
-            {
-                AllocProbe count;
-                GuardedImage dst(60, 15);
-                ASSERT_EQ(ippiResize_8u_C3R(s.img.data(), {40, 30}, 120, {0, 0, 40, 30}, dst.data(), dst.step(),
-                                            {20, 15}, f, f, mode),
-                          0);
-                calls = count.calls();
-                ASSERT_EQ(count.live(), 0u);
-            }
-            ASSERT_GT(calls, 0);
-            for (int n = 1; n <= calls; ++n) {
-                AllocProbe probe(n);
-                GuardedImage dst(60, 15);
-                EXPECT_EQ(ippiResize_8u_C3R(s.img.data(), {40, 30}, 120, {0, 0, 40, 30}, dst.data(), dst.step(),
-                                            {20, 15}, f, f, mode),
-                          ippStsMemAllocErr)
-                    << "mode " << mode << " allocation " << n;
-                EXPECT_TRUE(dst.untouched());
-                EXPECT_EQ(probe.live(), 0u);
-            }
-        }
-}
-
-TEST(Resize, LanczosTableSamplesTheKernel) {
-    const float* t = qm::lanczos3_table();
-    EXPECT_EQ(t[0], 1.0f);
-    EXPECT_EQ(t[300], 0.0f);
-    for (int k = 1; k < 300; ++k) {
-        const double x = k / 100.0, pi = std::acos(-1.0);
-        const double want = std::sin(pi * x) / (pi * x) * std::sin(pi * x / 3) / (pi * x / 3);
-        ASSERT_NEAR(t[k], want, 1e-6) << k;
-    }
 }
 
 }  // namespace

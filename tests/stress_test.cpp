@@ -91,7 +91,8 @@ std::vector<std::pair<std::string, Job>> all_jobs() {
     auto boxIp1 = FN(ippiFilterBox_8u_C1IR);
     auto boxIp3 = FN(ippiFilterBox_8u_C3IR);
     // Row-delaying path (mask lower than the region) and temporary-copy path.
-    for (auto [rows, kh] : {std::pair{30, 3}, std::pair{6, 8}}) {
+    for (const auto& shape : {std::pair{30, 3}, std::pair{6, 8}}) {
+        const int rows = shape.first, kh = shape.second;
         jobs.push_back({"box in place " + std::to_string(kh), [=](const Page& p) {
             Page q = p;
             EXPECT_EQ(boxIp1(const_cast<Ipp8u*>(q.greyRoi()), q.greyStep, {W - 8, rows}, {3, kh}, {1, 1}), 0);

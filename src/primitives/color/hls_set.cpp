@@ -28,7 +28,7 @@ namespace {
 
 struct Lane4 {
     using V = __m128;
-    static constexpr int N = 4;
+    [[maybe_unused]] static constexpr int N = 4;
     static V set(float x) { return _mm_set1_ps(x); }
     static V load(const float* p) { return _mm_load_ps(p); }
     static void store(float* p, V v) { _mm_store_ps(p, v); }
@@ -58,7 +58,7 @@ struct Lane4 {
 #if defined(__AVX__)
 struct Lane8 {
     using V = __m256;
-    static constexpr int N = 8;
+    [[maybe_unused]] static constexpr int N = 8;
     static V set(float x) { return _mm256_set1_ps(x); }
     static V load(const float* p) { return _mm256_load_ps(p); }
     static void store(float* p, V v) { _mm256_store_ps(p, v); }
@@ -119,7 +119,6 @@ struct MPlanar {
     using T = Ipp8u;
     static constexpr Store kStore = Store::Truncate;
     static constexpr float kFull = 255.0f;
-    static constexpr int32_t kShift = 0;
 };
 
 template <class M>
