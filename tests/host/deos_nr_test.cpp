@@ -5,31 +5,19 @@
 
 #include <vector>
 
+#include "host/loaded_module.h"
 #include "ippiQM300.h"
 
 namespace {
 
-class NoiseReduction : public ::testing::Test {
+class NoiseReduction : public qmtest::LoadedModule {
 protected:
-    static void SetUpTestSuite() {
-        handle = dlopen(QM_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(handle, nullptr) << dlerror();
-        lookup = reinterpret_cast<qm_GetProcAddressForThisDLL_fn>(dlsym(handle, "GetProcAddressForThisDLL"));
-        ASSERT_NE(lookup, nullptr);
-    }
-    template <typename Fn>
-    static Fn get(const char* name) {
-        auto p = reinterpret_cast<Fn>(lookup(handle, name));
-        EXPECT_NE(p, nullptr) << name;
-        return p;
-    }
     static std::vector<Ipp8u> image(size_t n) {
         std::vector<Ipp8u> v(n);
         for (size_t i = 0; i < n; ++i) v[i] = Ipp8u((i * 37 + (i * i) % 23) & 255);
         return v;
     }
-    static inline void* handle = nullptr;
-    static inline qm_GetProcAddressForThisDLL_fn lookup = nullptr;
+
 };
 
 TEST_F(NoiseReduction, ArgumentCodes) {

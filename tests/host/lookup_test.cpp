@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/loaded_module.h"
 #include "ippiQM300.h"
 
 namespace {
@@ -28,17 +29,7 @@ const std::vector<Row> kRows = {
 #include "ippiQM300_functions.h"
 };
 
-class Module : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        handle = dlopen(QM_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(handle, nullptr) << dlerror();
-        lookup = reinterpret_cast<qm_GetProcAddressForThisDLL_fn>(dlsym(handle, "GetProcAddressForThisDLL"));
-        ASSERT_NE(lookup, nullptr);
-    }
-    static inline void* handle = nullptr;
-    static inline qm_GetProcAddressForThisDLL_fn lookup = nullptr;
-};
+class Module : public qmtest::LoadedModule {};
 
 TEST_F(Module, TableHasEightyFiveRecordsInOrderAndTwentySixExports) {
     ASSERT_EQ(kRows.size(), 85u);

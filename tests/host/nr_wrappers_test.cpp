@@ -6,29 +6,14 @@
 #include <random>
 #include <vector>
 
+#include "host/loaded_module.h"
 #include "ippiQM300.h"
 
 namespace {
 
 using Wrapper = IppStatus (*)(const NrImageRecord*, const NrImageRecord*, int);
 
-class NrWrappers : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        handle = dlopen(QM_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(handle, nullptr) << dlerror();
-        lookup = reinterpret_cast<qm_GetProcAddressForThisDLL_fn>(dlsym(handle, "GetProcAddressForThisDLL"));
-        ASSERT_NE(lookup, nullptr);
-    }
-    template <typename F>
-    static F get(const char* name) {
-        auto f = reinterpret_cast<F>(lookup(handle, name));
-        EXPECT_NE(f, nullptr) << name;
-        return f;
-    }
-    static inline void* handle = nullptr;
-    static inline qm_GetProcAddressForThisDLL_fn lookup = nullptr;
-};
+class NrWrappers : public qmtest::LoadedModule {};
 
 // Source and destination of w x h packed pixels; the destination starts
 // with a pattern so that an untouched frame shows.

@@ -6,25 +6,12 @@
 #include <cstring>
 #include <vector>
 
+#include "host/loaded_module.h"
 #include "ippiQM300.h"
 
 namespace {
 
-class ScanConv : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        handle = dlopen(QM_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(handle, nullptr) << dlerror();
-        lookup = reinterpret_cast<qm_GetProcAddressForThisDLL_fn>(dlsym(handle, "GetProcAddressForThisDLL"));
-        ASSERT_NE(lookup, nullptr);
-    }
-    template <class F>
-    static F get(const char* name) {
-        return reinterpret_cast<F>(lookup(handle, name));
-    }
-    static inline void* handle = nullptr;
-    static inline qm_GetProcAddressForThisDLL_fn lookup = nullptr;
-};
+class ScanConv : public qmtest::LoadedModule {};
 
 TEST_F(ScanConv, KernelFromTheTableDrivesTheConvolution) {
     auto getK = get<qm_GetDeosConvKernelValue_fn>("GetDeosConvKernelValue");
