@@ -182,8 +182,11 @@ void expect_interior_equal(const Image& a, const Image& b, int margin, const std
 TEST_F(ToolOps, NeighbourhoodPrimitivesMatchDirectCalls) {
     const Image in = random_image(29, 23, 3, 11), grey = random_image(29, 23, 1, 12);
     struct Case { const char* args; int margin; const Image* src; };
+    std::ofstream(path("k.txt")) << "1 2 1\n2 -4 2\n1 2 1.5\n";
+    const std::string filter = "filter -k " + path("k.txt");
     const Case cases[] = {{"median --mask 5x3", 2, &in}, {"gauss --mask 5", 2, &in}, {"box --mask 4x4", 3, &grey},
-                          {"min --mask 3x3", 1, &grey}, {"max --mask 7x7", 3, &grey}, {"vector-median --mask 3", 1, &in}};
+                          {"min --mask 3x3", 1, &grey}, {"max --mask 7x7", 3, &grey}, {"vector-median --mask 3", 1, &in},
+                          {filter.c_str(), 1, &in}, {"bilateral --kernel 5x5", 2, &grey}};
     for (const Case& c : cases) {
         const Image& src = *c.src;
         const Image tool = run_tool(src, c.args);
@@ -204,8 +207,18 @@ TEST_F(ToolOps, NeighbourhoodPrimitivesMatchDirectCalls) {
             st = QM_FN(*module, ippiFilterMin_8u_C1R)(s, src.step(), d, direct.step(), roi, {3, 3}, {1, 1});
         else if (a.rfind("max", 0) == 0)
             st = QM_FN(*module, ippiFilterMax_8u_C1R)(s, src.step(), d, direct.step(), roi, {7, 7}, {3, 3});
-        else
+        else if (a.rfind("vector", 0) == 0)
             st = QM_FN(*module, ippiFilterMedianColor_8u_C3R)(s, src.step(), d, direct.step(), roi, 33);
+        else if (a.rfind("filter", 0) == 0) {
+            const float k[9] = {1, 2, 1, 2, -4, 2, 1, 2, 1.5f};
+            st = QM_FN(*module, ippiFilter32f_8u_C3R)(s, src.step(), d, direct.step(), roi, k, {3, 3}, {1, 1});
+        } else {
+            int size = 0;
+            QM_FN(*module, ippiFilterBilateralGetBufSize_8u_C1R)(100, {src.width, src.height}, {5, 5}, &size);
+            std::vector<Ipp8u> buf(static_cast<size_t>(size));
+            QM_FN(*module, ippiFilterBilateralInit_8u_C1R)(100, {5, 5}, 400.0f, 400.0f, 1, buf.data());
+            st = QM_FN(*module, ippiFilterBilateral_8u_C1R)(s, src.step(), d, direct.step(), roi, {5, 5}, buf.data());
+        }
         ASSERT_EQ(st, 0) << c.args;
         expect_interior_equal(tool, direct, m, c.args);
     }
