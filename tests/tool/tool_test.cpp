@@ -2,6 +2,7 @@
 // output against a direct call of the module on the same pixels.
 #include <gtest/gtest.h>
 #include <png.h>
+#include <tiffio.h>
 #include <sys/wait.h>
 
 #include <cstdio>
@@ -63,6 +64,27 @@ TEST_F(Tool, LosslessFormatsRoundTrip) {
             EXPECT_EQ(back.channels, c) << ext;
             EXPECT_EQ(back.pixels, im.pixels) << ext;
         }
+}
+
+TEST_F(Tool, TiffPagesAreSelectable) {
+    TIFF* t = TIFFOpen(path("two.tif").c_str(), "w");
+    ASSERT_NE(t, nullptr);
+    for (uint8_t value : {10, 200}) {
+        TIFFSetField(t, TIFFTAG_IMAGEWIDTH, 4);
+        TIFFSetField(t, TIFFTAG_IMAGELENGTH, 2);
+        TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 8);
+        TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, 1);
+        TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+        uint8_t row[4] = {value, value, value, value};
+        for (uint32_t y = 0; y < 2; ++y) TIFFWriteScanline(t, row, y, 0);
+        TIFFWriteDirectory(t);
+    }
+    TIFFClose(t);
+    EXPECT_EQ(qm300::read_image(path("two.tif"), 1).pixels, std::vector<uint8_t>(8, 200));
+    const ToolRun r = qm300_run("box --page 2 " + path("two.tif") + " " + path("p2.pgm"));
+    ASSERT_EQ(r.status, 0) << r.output;
+    EXPECT_EQ(qm300::read_image(path("p2.pgm")).pixels, std::vector<uint8_t>(8, 200));
+    EXPECT_EQ(qm300_run("box --page 3 " + path("two.tif") + " " + path("p3.pgm")).status, 1);
 }
 
 TEST_F(Tool, JpegRoundTripIsClose) {
