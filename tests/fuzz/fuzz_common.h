@@ -103,6 +103,10 @@ inline int clamp32(int64_t v) { return v < INT32_MIN ? INT32_MIN : v > INT32_MAX
 // 32-bit two's-complement wrap, as a caller's int arithmetic would give.
 inline int wrap32(int64_t v) { return int(int32_t(uint32_t(uint64_t(v)))); }
 
+// An image width: mostly like Draw::size(small), sometimes wide (past the
+// strip and chunk lengths of the row kernels).
+inline int draw_width(Draw& d, int small) { return d.range(0, 7) == 0 ? d.range(small + 1, 700) : d.size(small); }
+
 // A row step around the smallest legal one: mostly legal with some padding,
 // sometimes one short, small but positive, not positive, or hostile.
 inline int draw_step(Draw& d, int64_t least) {
@@ -175,8 +179,10 @@ inline bool only_roi_written(Area& a, const std::vector<uint8_t>& before, int64_
                              int64_t step) {
     const Extent& e = a.extent();
     for (int64_t off = e.lo; off <= e.hi; ++off) {
-        const int64_t row = off >= 0 ? off / step : -1, col = off >= 0 ? off % step : -1;
-        const bool roi = row >= 0 && row < h && col < rowBytes;
+        // The last row starting at or before `off` is the only candidate
+        // (rows may overlap when the step is short).
+        const int64_t row = off >= 0 ? (off / step < h ? off / step : h - 1) : -1;
+        const bool roi = row >= 0 && off - row * step < rowBytes;
         if (!roi && a.at(off) != before[size_t(off - e.lo)]) return false;
     }
     return true;

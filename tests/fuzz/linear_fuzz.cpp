@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int variant = d.range(0, 3);
     const bool isInt = variant < 2;
     const int ch = (variant & 1) ? 3 : 1;
-    const int w = d.size(kMaxSide), h = d.size(kMaxSide);
+    const int w = draw_width(d, kMaxSide), h = d.size(kMaxSide);
     const int kw = draw_kernel_side(d), kh = draw_kernel_side(d);
     const IppiPoint anchor{draw_anchor(d, kw), draw_anchor(d, kh)};
     const int divisor = draw_divisor(d);
