@@ -269,6 +269,19 @@ TEST(DeosConv, ResultCodesInCheckOrderAndCopies) {
     }
 }
 
+// The radius of the user-kernel variant is not validated: one too large for
+// any interior filters nothing and never reads, nor locates, the kernels.
+TEST(DeosConv, UserKernelsWithAHugeRadiusAreNeverLocated) {
+    const float k[1] = {1.0f};
+    for (Ipp32u r : {0xFFFFFFFFu, 0x80000000u, 0x7FFFFFFFu, 1u << 20}) {
+        Rgb im(8, 6, 9);
+        const auto before = im.src.payload();
+        EXPECT_EQ(DeosConvRgbInFilterCoef(im.src.data(), im.dst.data(), 8, 6, r, k), 0u) << r;
+        EXPECT_EQ(im.src.payload(), before);
+        EXPECT_TRUE(im.dst.guards_intact());
+    }
+}
+
 TEST(DeosConv, MissingScratchLeavesDstUntouchedAndLeaksNothing) {
     const float k3[3 * 25] = {};
     for (int failAt : {1, 2})

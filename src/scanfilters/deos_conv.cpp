@@ -168,8 +168,11 @@ Ipp32u DeosConvRgbInFilterCoef(const Ipp8u* src, Ipp8u* dst, int width, int heig
                                const Ipp32f* kernels) {
     if (width % 4 != 0) return 3;
     if (src == dst) return 1;
+    // With no interior the kernels are never read, and a radius that large
+    // would put the second and third kernel far past any array (or overflow
+    // n * n): locate them only when they are used.
     const int64_t n = 2 * int64_t{radius} + 1;
-    const int64_t floats = n * n;
+    const int64_t floats = interior(width, height, radius, 1).empty ? 0 : n * n;
     const float* k0 = kernels;
     const float* k1 = kernels == nullptr ? nullptr : kernels + floats;
     const float* k2 = kernels == nullptr ? nullptr : kernels + 2 * floats;
