@@ -282,6 +282,20 @@ TEST(DeosConv, UserKernelsWithAHugeRadiusAreNeverLocated) {
     }
 }
 
+// Widths that pass the multiple-of-4 test but whose 3 x width step does not
+// fit 32 bits: with no interior the primitive refuses the region, and the
+// step is formed without signed overflow on the way.
+TEST(DeosConv, AbsurdWidthsReachThePrimitiveAsASizeError) {
+    const float kf[25] = {};
+    const Ipp32s ki[25] = {};
+    Rgb im(8, 6, 11);
+    for (int w : {INT32_MIN, 1 << 30, INT32_MAX - 3}) {
+        EXPECT_EQ(DeosConvRGB2(im.src.data(), im.dst.data(), w, 1, 0, 2, 0, kf), Ipp32u(ippStsSizeErr)) << w;
+        EXPECT_EQ(DeosConvRGB3(im.src.data(), im.dst.data(), w, 1, 0, 2, 0, ki), Ipp32u(ippStsSizeErr)) << w;
+    }
+    EXPECT_TRUE(im.dst.untouched());
+}
+
 TEST(DeosConv, MissingScratchLeavesDstUntouchedAndLeaksNothing) {
     const float k3[3 * 25] = {};
     for (int failAt : {1, 2})
