@@ -293,6 +293,15 @@ TEST(DeosConv, AbsurdWidthsReachThePrimitiveAsASizeError) {
         EXPECT_EQ(DeosConvRGB2(im.src.data(), im.dst.data(), w, 1, 0, 2, 0, kf), Ipp32u(ippStsSizeErr)) << w;
         EXPECT_EQ(DeosConvRGB3(im.src.data(), im.dst.data(), w, 1, 0, 2, 0, ki), Ipp32u(ippStsSizeErr)) << w;
     }
+    // Nor does the offset of pixel (r, r) overflow when a huge radius meets a
+    // huge width: there is no interior to address.
+    const Ipp8u lut[1] = {};
+    for (Ipp32u r : {0xFFFFFFFFu, 0x80000000u}) {
+        EXPECT_EQ(DeosConvRGB2(im.src.data(), im.dst.data(), INT32_MAX - 3, 6, 0, r, 0, kf), Ipp32u(ippStsSizeErr));
+        EXPECT_EQ(DeosConvRGB3(im.src.data(), im.dst.data(), INT32_MAX - 3, 6, 0, r, 0, ki), Ipp32u(ippStsSizeErr));
+        EXPECT_EQ(DeosConvRGB4(im.src.data(), im.dst.data(), INT32_MAX - 3, 6, 0, r, 0, ki, lut), 0u);
+        EXPECT_EQ(DeosConvMonoInFilterCoef(im.src.data(), im.dst.data(), INT32_MAX, 6, r, kf), 0u);
+    }
     EXPECT_TRUE(im.dst.untouched());
 }
 

@@ -29,7 +29,9 @@ Interior interior(int width, int height, Ipp32u radius, int bpp) {
     in.kernel = {clamp_int(n), clamp_int(n)};
     in.anchor = {clamp_int(r), clamp_int(r)};
     in.empty = in.roi.width < 1 || in.roi.height < 1;
-    in.offset = (int64_t{bpp} * width + bpp) * r;
+    // Only a non-empty interior is ever addressed (and only then is the
+    // product bounded: r < width / 2).
+    in.offset = in.empty ? 0 : (int64_t{bpp} * width + bpp) * r;
     return in;
 }
 
