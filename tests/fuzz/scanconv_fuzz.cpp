@@ -152,8 +152,9 @@ void conv_rgb(Draw& d, Call call) {
     if (pSrc == nullptr) return;  // the destination holds scratch
     // Interior within one of a double-precision convolution (float sums);
     // the frame holds scratch.
+    // The kernel of the level the value maps to, looked up by that level.
     float k[225];
-    expect(GetDeosConvKernelValue(0, r, level, k) == 0, "kernel lookup");
+    expect(GetDeosConvKernelValue(0, r, kernel_level(level), k) == 0, "kernel lookup");
     for (int64_t Y = r; Y < h - int64_t{r}; ++Y)
         for (int64_t X = r; X < w - int64_t{r}; ++X)
             for (int c = 0; c < 3; ++c) {
