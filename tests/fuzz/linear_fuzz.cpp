@@ -14,9 +14,10 @@ namespace {
 using namespace qmfuzz;
 
 int draw_kernel_side(Draw& d) {
-    switch (d.range(0, 7)) {
-        case 0: return d.range(8, 40);  // with the other side: past the vector paths' tap limit
-        case 1: return d.size(3);       // sometimes not positive or hostile
+    switch (d.range(0, 9)) {
+        case 0: return d.range(8, 40);    // with the other side: past the vector paths' tap limit
+        case 1: return d.range(100, 700); // too tall for the float row ring
+        case 2: return d.size(3);         // sometimes not positive or hostile
         default: return d.range(1, 7);
     }
 }
