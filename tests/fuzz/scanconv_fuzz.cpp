@@ -90,7 +90,7 @@ void expect_frame_kept(Area& a, const std::vector<uint8_t>& before, int w, int h
                 }
 }
 
-// The flipped convolution of Part-3.2 style primitives at interior pixel (X, Y),
+// The flipped convolution of the fixed-kernel primitives at interior pixel (X, Y),
 // channel c, of a packed image: weight k(i, j) meets pixel (X + r - j, Y + r - i).
 template <class K>
 double convolve(Area& src, int w, int bpp, int64_t X, int64_t Y, int c, int r, K k) {
