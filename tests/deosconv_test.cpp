@@ -268,4 +268,40 @@ TEST(DeosConv, ResultCodesInCheckOrderAndCopies) {
     }
 }
 
+// The radius of the user-kernel variant is not validated: one too large for
+// any interior filters nothing and never reads, nor locates, the kernels.
+TEST(DeosConv, UserKernelsWithAHugeRadiusAreNeverLocated) {
+    const float k[1] = {1.0f};
+    for (Ipp32u r : {0xFFFFFFFFu, 0x80000000u, 0x7FFFFFFFu, 1u << 20}) {
+        Rgb im(8, 6, 9);
+        const auto before = im.src.payload();
+        EXPECT_EQ(DeosConvRgbInFilterCoef(im.src.data(), im.dst.data(), 8, 6, r, k), 0u) << r;
+        EXPECT_EQ(im.src.payload(), before);
+        EXPECT_TRUE(im.dst.guards_intact());
+    }
+}
+
+// Widths that pass the multiple-of-4 test but whose 3 x width step does not
+// fit 32 bits: with no interior the primitive refuses the region, and the
+// step is formed without signed overflow on the way.
+TEST(DeosConv, AbsurdWidthsReachThePrimitiveAsASizeError) {
+    const float kf[25] = {};
+    const Ipp32s ki[25] = {};
+    Rgb im(8, 6, 11);
+    for (int w : {INT32_MIN, 1 << 30, INT32_MAX - 3}) {
+        EXPECT_EQ(DeosConvRGB2(im.src.data(), im.dst.data(), w, 1, 0, 2, 0, kf), Ipp32u(ippStsSizeErr)) << w;
+        EXPECT_EQ(DeosConvRGB3(im.src.data(), im.dst.data(), w, 1, 0, 2, 0, ki), Ipp32u(ippStsSizeErr)) << w;
+    }
+    // Nor does the offset of pixel (r, r) overflow when a huge radius meets a
+    // huge width: there is no interior to address.
+    const Ipp8u lut[1] = {};
+    for (Ipp32u r : {0xFFFFFFFFu, 0x80000000u}) {
+        EXPECT_EQ(DeosConvRGB2(im.src.data(), im.dst.data(), INT32_MAX - 3, 6, 0, r, 0, kf), Ipp32u(ippStsSizeErr));
+        EXPECT_EQ(DeosConvRGB3(im.src.data(), im.dst.data(), INT32_MAX - 3, 6, 0, r, 0, ki), Ipp32u(ippStsSizeErr));
+        EXPECT_EQ(DeosConvRGB4(im.src.data(), im.dst.data(), INT32_MAX - 3, 6, 0, r, 0, ki, lut), 0u);
+        EXPECT_EQ(DeosConvMonoInFilterCoef(im.src.data(), im.dst.data(), INT32_MAX, 6, r, kf), 0u);
+    }
+    EXPECT_TRUE(im.dst.untouched());
+}
+
 }  // namespace

@@ -29,9 +29,16 @@ Interior interior(int width, int height, Ipp32u radius, int bpp) {
     in.kernel = {clamp_int(n), clamp_int(n)};
     in.anchor = {clamp_int(r), clamp_int(r)};
     in.empty = in.roi.width < 1 || in.roi.height < 1;
-    in.offset = (int64_t{bpp} * width + bpp) * r;
+    // Only a non-empty interior is ever addressed (and only then is the
+    // product bounded: r < width / 2).
+    in.offset = in.empty ? 0 : (int64_t{bpp} * width + bpp) * r;
     return in;
 }
+
+// Row step of a packed colour image: 3 x width formed in 32 bits as the
+// callers' own arithmetic does, wrapping (not overflowing) for absurd widths,
+// which the primitives then refuse by their region or step checks.
+int colour_step(int width) { return static_cast<int>(3u * static_cast<uint32_t>(width)); }
 
 // Pixel (r, r); left alone when nothing will be read, so that a null image
 // still reaches the primitive as null and a huge radius forms no wild pointer.
@@ -56,7 +63,7 @@ int planar_worker(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u ra
     Ipp8u* pa[3] = {a, a + plane, a + 2 * plane};
     Ipp8u* pb[3] = {b, b + plane, b + 2 * plane};
     const IppiSize whole = {width, height};
-    QM_VIA_SLOT(ippiCopy_8u_C3P3R)(src, 3 * width, pa, width, whole);
+    QM_VIA_SLOT(ippiCopy_8u_C3P3R)(src, colour_step(width), pa, width, whole);
     const Interior in = interior(width, height, radius, 1);
     // Reversed pairing on purpose: the first byte of a pixel takes the third kernel.
     const float* kernels[3] = {k2, k1, k0};
@@ -66,7 +73,7 @@ int planar_worker(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u ra
     // Scratch B's frame was never written: the destination frame gets
     // whatever it held, not the source.
     const Ipp8u* cb[3] = {pb[0], pb[1], pb[2]};
-    QM_VIA_SLOT(ippiCopy_8u_P3C3R)(cb, width, dst, 3 * width, whole);
+    QM_VIA_SLOT(ippiCopy_8u_P3C3R)(cb, width, dst, colour_step(width), whole);
     QM_VIA_SLOT(ippiFree)(a);
     QM_VIA_SLOT(ippiFree)(b);
     return 1;
@@ -113,8 +120,8 @@ Ipp32u DeosConvRGB2(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u 
     if (mode > 1) return 4;
     if (src == dst) return 5;
     const Interior in = interior(width, height, radius, 3);
-    return static_cast<Ipp32u>(QM_VIA_SLOT(ippiFilter32f_8u_C3R)(at_interior(src, in), 3 * width,
-                                                                at_interior(dst, in), 3 * width, in.roi,
+    return static_cast<Ipp32u>(QM_VIA_SLOT(ippiFilter32f_8u_C3R)(at_interior(src, in), colour_step(width),
+                                                                at_interior(dst, in), colour_step(width), in.roi,
                                                                 kernel, in.kernel, in.anchor));
 }
 
@@ -125,8 +132,9 @@ Ipp32u DeosConvRGB3(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u 
     if (mode > 1) return 4;
     if (src == dst) return 5;
     const Interior in = interior(width, height, radius, 3);
-    return static_cast<Ipp32u>(QM_VIA_SLOT(ippiFilter_8u_C3R)(at_interior(src, in), 3 * width, at_interior(dst, in),
-                                                             3 * width, in.roi, kernel, in.kernel, in.anchor,
+    return static_cast<Ipp32u>(QM_VIA_SLOT(ippiFilter_8u_C3R)(at_interior(src, in), colour_step(width),
+                                                             at_interior(dst, in), colour_step(width), in.roi,
+                                                             kernel, in.kernel, in.anchor,
                                                              65536));
 }
 
@@ -168,8 +176,11 @@ Ipp32u DeosConvRgbInFilterCoef(const Ipp8u* src, Ipp8u* dst, int width, int heig
                                const Ipp32f* kernels) {
     if (width % 4 != 0) return 3;
     if (src == dst) return 1;
+    // With no interior the kernels are never read, and a radius that large
+    // would put the second and third kernel far past any array (or overflow
+    // n * n): locate them only when they are used.
     const int64_t n = 2 * int64_t{radius} + 1;
-    const int64_t floats = n * n;
+    const int64_t floats = interior(width, height, radius, 1).empty ? 0 : n * n;
     const float* k0 = kernels;
     const float* k1 = kernels == nullptr ? nullptr : kernels + floats;
     const float* k2 = kernels == nullptr ? nullptr : kernels + 2 * floats;

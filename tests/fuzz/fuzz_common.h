@@ -88,3 +88,104 @@ inline void expect(bool ok, const char* what, int status = 0) {
 inline constexpr int kMaxSide = 48;
 
 }  // namespace qmfuzz
+
+// ---- Filter harnesses: windows, steps and bounded legal calls --------------
+// (linear, neighbourhood and scanner-filter harnesses)
+#include <cstddef>
+namespace qmfuzz {
+
+// A legal call whose buffers would exceed this many bytes is not made, nor
+// one whose reference would take more than kMaxWork multiply-adds.
+inline constexpr int64_t kMaxBytes = int64_t{1} << 20;
+inline constexpr int64_t kMaxWork = int64_t{1} << 20;
+
+inline int clamp32(int64_t v) { return v < INT32_MIN ? INT32_MIN : v > INT32_MAX ? INT32_MAX : int(v); }
+// 32-bit two's-complement wrap, as a caller's int arithmetic would give.
+inline int wrap32(int64_t v) { return int(int32_t(uint32_t(uint64_t(v)))); }
+
+// An image width: mostly like Draw::size(small), sometimes wide (past the
+// strip and chunk lengths of the row kernels).
+inline int draw_width(Draw& d, int small) { return d.range(0, 7) == 0 ? d.range(small + 1, 700) : d.size(small); }
+
+// A row step around the smallest legal one: mostly legal with some padding,
+// sometimes one short, small but positive, not positive, or hostile.
+inline int draw_step(Draw& d, int64_t least) {
+    switch (d.range(0, 15)) {
+        case 0: return clamp32(least - 1);
+        case 1: return d.range(1, 4);
+        case 2: return d.range(-3, 0);
+        case 3: return INT32_MIN + d.range(0, 3);
+        case 4: return INT32_MAX - d.range(0, 3);
+        default: return clamp32(least + d.range(0, 9));
+    }
+}
+
+// An anchor coordinate for a mask `extent` cells long: mostly inside,
+// sometimes just outside, sometimes hostile.
+inline int draw_anchor(Draw& d, int extent) {
+    const int e = extent < 1 ? 1 : extent > 64 ? 64 : extent;
+    switch (d.range(0, 11)) {
+        case 0: return d.range(-e - 2, -1);
+        case 1: return d.range(e, 2 * e + 2);
+        case 2: return d.pick({INT32_MIN, INT32_MIN + 1, INT32_MAX, INT32_MAX - 1});
+        default: return d.range(0, e - 1);
+    }
+}
+
+// Bytes [lo, hi] relative to the pointer a call receives.
+struct Extent {
+    int64_t lo, hi;
+    int64_t bytes() const { return hi - lo + 1; }
+};
+
+// Rows r0..r1 and byte columns c0..c1 of an image with a positive step.
+inline Extent rows_extent(int64_t r0, int64_t r1, int64_t c0, int64_t c1, int64_t step) {
+    return {r0 * step + c0, r1 * step + c1};
+}
+
+// Memory an extent may be given: small, and close enough to the pointer that
+// no address arithmetic leaves the address space.
+inline bool affordable(const Extent& e) {
+    constexpr int64_t kFar = int64_t{1} << 40;
+    return e.hi >= e.lo && e.bytes() <= kMaxBytes && e.lo > -kFar && e.hi < kFar;
+}
+
+// A heap block holding exactly the bytes [lo, hi] around the pointer handed
+// to the module (which may itself lie outside the block when the window
+// starts after it); the address sanitizer sees any access beyond.
+class Area {
+public:
+    Area(const Extent& e, uint32_t seed) : e_(e), block_(size_t(e.bytes()), 0, seed) {}
+    // `bytes` bytes, the pointer just past them: every access is out of bounds.
+    static Area tiny(uint32_t seed, int64_t bytes = 1) { return Area({-bytes, -1}, seed); }
+    Ipp8u* ptr() { return reinterpret_cast<Ipp8u*>(reinterpret_cast<uintptr_t>(block_.origin()) - uintptr_t(e_.lo)); }
+    Ipp8u& at(int64_t offset) {
+        if (offset < e_.lo || offset > e_.hi) fail("harness read outside its own area", 0);
+        return block_.origin()[offset - e_.lo];
+    }
+    void fill(Ipp8u v) { std::memset(block_.origin(), v, size_t(e_.bytes())); }
+    std::vector<uint8_t> snapshot() const { return block_.snapshot(); }
+    bool same(const std::vector<uint8_t>& s) const { return block_.same(s); }
+    const Extent& extent() const { return e_; }
+
+private:
+    Extent e_;
+    Block block_;
+};
+
+// After a successful call: every byte of `a` that is not in rows 0..h-1,
+// byte columns 0..rowBytes-1 (step > 0) still holds what `before` recorded.
+inline bool only_roi_written(Area& a, const std::vector<uint8_t>& before, int64_t h, int64_t rowBytes,
+                             int64_t step) {
+    const Extent& e = a.extent();
+    for (int64_t off = e.lo; off <= e.hi; ++off) {
+        // The last row starting at or before `off` is the only candidate
+        // (rows may overlap when the step is short).
+        const int64_t row = off >= 0 ? (off / step < h ? off / step : h - 1) : -1;
+        const bool roi = row >= 0 && off - row * step < rowBytes;
+        if (!roi && a.at(off) != before[size_t(off - e.lo)]) return false;
+    }
+    return true;
+}
+
+}  // namespace qmfuzz
