@@ -39,6 +39,21 @@ TEST(Bilateral, BufferSize) {
         }
 }
 
+// Kernels near 2^31 on both sides: no overflow in the size arithmetic (the
+// sanitizer build traps it), and the result is the 32-bit sum's low bits.
+TEST(Bilateral, BufferSizeOfHugeKernelsWraps) {
+    const IppiSize kernels[] = {{INT32_MAX, INT32_MAX}, {INT32_MAX - 1, INT32_MAX}, {1 << 30, 1 << 30}, {65536, 65536}};
+    for (auto [set, fn] : QM_ALL_SETS(ippiFilterBilateralGetBufSize_8u_C1R))
+        for (const IppiSize k : kernels) {
+            uint32_t m = static_cast<uint32_t>(std::max(k.width, k.height));
+            if (m % 2 == 0) --m;
+            const uint32_t taps = (static_cast<uint32_t>(k.width) * static_cast<uint32_t>(k.height) + 3) & ~3u;
+            int n = -1;
+            EXPECT_EQ(fn(101, {1, 1}, k, &n), 0) << set;
+            EXPECT_EQ(static_cast<uint32_t>(n), (m + taps) * 4 + 2165) << set << " " << k.width << "x" << k.height;
+        }
+}
+
 TEST(Bilateral, InitChecksInOrder) {
     struct Case { int type; IppiSize k; float vs, ps; int step; bool nullBuf; IppStatus st; };
     const Case cases[] = {
