@@ -39,6 +39,21 @@ TEST(Bilateral, BufferSize) {
         }
 }
 
+// Kernels near 2^31 on both sides: no overflow in the size arithmetic (the
+// sanitizer build traps it), and the result is the 32-bit sum's low bits.
+TEST(Bilateral, BufferSizeOfHugeKernelsWraps) {
+    const IppiSize kernels[] = {{INT32_MAX, INT32_MAX}, {INT32_MAX - 1, INT32_MAX}, {1 << 30, 1 << 30}, {65536, 65536}};
+    for (auto [set, fn] : QM_ALL_SETS(ippiFilterBilateralGetBufSize_8u_C1R))
+        for (const IppiSize k : kernels) {
+            uint32_t m = static_cast<uint32_t>(std::max(k.width, k.height));
+            if (m % 2 == 0) --m;
+            const uint32_t taps = (static_cast<uint32_t>(k.width) * static_cast<uint32_t>(k.height) + 3) & ~3u;
+            int n = -1;
+            EXPECT_EQ(fn(101, {1, 1}, k, &n), 0) << set;
+            EXPECT_EQ(static_cast<uint32_t>(n), (m + taps) * 4 + 2165) << set << " " << k.width << "x" << k.height;
+        }
+}
+
 TEST(Bilateral, InitChecksInOrder) {
     struct Case { int type; IppiSize k; float vs, ps; int step; bool nullBuf; IppStatus st; };
     const Case cases[] = {
@@ -150,6 +165,29 @@ TEST(Bilateral, ConstantImageUnchanged) {
             for (Ipp8u b : dst.payload()) ASSERT_EQ(b, value) << set;
             EXPECT_TRUE(dst.guards_intact());
         }
+}
+
+// A sigma so small that -0.5 / sigma overflows to -inf makes the centre
+// weight 0 x inf = NaN, and with it every mean. Such pixels come out 0 in
+// every path (the vector conversions give 0 for NaN), and converting the
+// NaN is not undefined behaviour in the scalar ones (the sanitizer build
+// traps that).
+TEST(Bilateral, DenormalSigmaGivesZeroInEveryPath) {
+    const float tiny = 1e-40f;
+    const float sigmas[][2] = {{tiny, 96}, {96, tiny}, {tiny, tiny}};
+    const IppiSize kernels[] = {{3, 3}, {5, 5}, {3, 5}};  // pair strips of radius 1 and 2, plain rows
+    for (auto [set, fn] : QM_ALL_SETS(ippiFilterBilateral_8u_C1R))
+        for (const IppiSize k : kernels)
+            for (const auto& sg : sigmas) {
+                std::vector<Ipp8u> buf(buf_size({13, 3}, k));
+                ASSERT_EQ(ippiFilterBilateralInit_8u_C1R(100, k, sg[0], sg[1], 1, buf.data()), 0);
+                GuardedImage src(13 + 4, 3 + 4), dst(13, 3);
+                std::mt19937 rng(7);
+                src.fill_random(rng);
+                ASSERT_EQ(fn(src.row(2) + 2, src.step(), dst.data(), dst.step(), {13, 3}, k, buf.data()), 0);
+                for (Ipp8u b : dst.payload()) ASSERT_EQ(b, 0) << set << " " << k.width << "x" << k.height;
+                EXPECT_TRUE(dst.guards_intact()) << set;
+            }
 }
 
 struct FilterCase { IppiSize roi, k; float valSq, posSq; int step, pad, noise; };

@@ -72,6 +72,22 @@ TEST(DeosNr, ArgumentCodesComeFirstAndWriteNothing) {
     }
 }
 
+// The grey filter does not refuse sizes; those without an interior, down to
+// INT32_MIN (where width - 2 would wrap to a huge region), touch nothing.
+TEST(DeosNr, MonoWithoutInteriorTouchesNothing) {
+    const int sizes[][2] = {{INT32_MIN, 9}, {9, INT32_MIN}, {INT32_MIN + 1, 9}, {9, INT32_MIN + 3},
+                            {INT32_MIN, INT32_MIN}, {2, 9}, {9, 4}, {-7, 9}};
+    for (const auto& sz : sizes)
+        for (Ipp32u mode : {0u, 1u, 2u}) {
+            if (mode != 2 && (sz[0] == 9 && sz[1] == 4)) continue;  // 3 x 3 has an interior there
+            qmtest::GuardedImage src(1, 1), dst(1, 1);
+            qmtest::AllocProbe probe;
+            EXPECT_EQ(DeosNrMono(src.data(), dst.data(), sz[0], sz[1], mode, 3), 0u) << sz[0] << "x" << sz[1];
+            EXPECT_TRUE(dst.untouched()) << sz[0] << "x" << sz[1] << " mode " << mode;
+            EXPECT_EQ(probe.calls(), 0);
+        }
+}
+
 struct Setting { Ipp32u mode, level; };
 class DeosNrMonoSettings : public ::testing::TestWithParam<Setting> {};
 

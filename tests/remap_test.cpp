@@ -193,6 +193,30 @@ TEST(Remap, BoundsAreInclusiveAndAHairBeyondIsSkipped) {
         }
 }
 
+// An image 2^24 + 4 pixels wide (or high): its last index, 2^24 + 3, becomes
+// 2^24 + 4 as a float, so a position there passes the inclusive bound test.
+// Nearest neighbour then takes the last pixel, not the one past the image
+// (the exactly-sized buffer lets the address sanitizer see that).
+TEST(Remap, NearestAtAFarEdgeThatRoundsUpStaysInTheImage) {
+    constexpr int kLong = (1 << 24) + 4;
+    const float edge = static_cast<float>(kLong - 1);
+    ASSERT_EQ(edge, static_cast<float>(kLong));
+    for (int ch : {1, 3})
+        for (bool wide : {true, false}) {
+            const IppiSize size = wide ? IppiSize{kLong, 1} : IppiSize{1, kLong};
+            std::vector<Ipp8u> src(static_cast<size_t>(kLong) * ch, 7);
+            for (int c = 0; c < ch; ++c) src[src.size() - ch + c] = static_cast<Ipp8u>(200 + c);
+            const float xs[1] = {wide ? edge : 0.0f}, ys[1] = {wide ? 0.0f : edge};
+            for (auto [set, fn] : sets(ch)) {
+                Ipp8u dst[3] = {1, 1, 1};
+                ASSERT_EQ(fn(src.data(), size, wide ? kLong * ch : ch, {0, 0, size.width, size.height}, xs, 4, ys, 4,
+                             dst, 3, {1, 1}, 1),
+                          0);
+                for (int c = 0; c < ch; ++c) EXPECT_EQ(dst[c], 200 + c) << set << (wide ? " wide" : " tall");
+            }
+        }
+}
+
 TEST(Remap, LinearOnTheLastColumnAndRowIsExact) {
     std::mt19937 rng(4);
     GuardedImage src(3 * 9, 6, 2);

@@ -30,6 +30,9 @@ void free_scratch(const Scratch& s) { QM_VIA_SLOT(ippiFree)(s.base); }
 int filter_plane(const Ipp8u* in, Ipp8u* out, int width, int height, Ipp32u mode, Ipp32u level) {
     const int k = mode == 2 ? 5 : 3;
     const int r = k / 2;
+    // No interior: nothing to filter (and width - 2r must not wrap for
+    // sizes near INT32_MIN, which the grey filter does not refuse).
+    if (width <= 2 * r || height <= 2 * r) return 0;
     const IppiSize kernel{k, k};
     const IppiSize region{width - 2 * r, height - 2 * r};
     const ptrdiff_t offset = static_cast<ptrdiff_t>(r) * width + r;

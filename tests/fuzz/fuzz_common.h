@@ -87,6 +87,88 @@ inline void expect(bool ok, const char* what, int status = 0) {
 // only passed where the call must refuse them before touching memory.
 inline constexpr int kMaxSide = 48;
 
+
+// ---- Image extents, row steps, special values ------------------------------
+// Used by the colour, bilateral, noise-reduction and geometry harnesses.
+
+// The span of bytes an image may touch: `rows` rows of `rowBytes` bytes,
+// `step` apart (any sign), widened by `up`/`down` rows and `left`/`right`
+// bytes of neighbourhood. `before` is the offset of the image's first byte
+// inside that span.
+struct Extent {
+    int64_t bytes;
+    int64_t before;
+};
+inline Extent extent(int64_t rowBytes, int64_t rows, int64_t step, int64_t up = 0, int64_t down = 0,
+                     int64_t left = 0, int64_t right = 0) {
+    const int64_t a = -up * step, b = (rows - 1 + down) * step;
+    const int64_t lo = (a < b ? a : b) - left;
+    const int64_t hi = (a < b ? b : a) + rowBytes - 1 + right;
+    return {hi - lo + 1, -lo};
+}
+
+// Images beyond this many bytes, or regions beyond this many pixels (rows
+// may overlap, so a few bytes can hold a long run of work), are not built:
+// the call is skipped.
+inline constexpr int64_t kMaxBytes = int64_t{1} << 22;
+inline constexpr int64_t kMaxPixels = int64_t{1} << 16;
+inline bool too_big(int64_t w, int64_t h) { return w * h > kMaxPixels; }
+
+inline Block make_block(const Extent& e, uint32_t seed) { return Block(size_t(e.bytes), size_t(e.before), seed); }
+// One byte: for calls that must be refused before they touch the image.
+inline Block tiny_block(uint32_t seed) { return Block(1, 0, seed); }
+
+// A width as size() draws it, sometimes up to `big` to reach the code that
+// works on long rows in pieces.
+inline int wide_size(Draw& d, int small, int big) { return d.range(0, 7) == 0 ? d.range(1, big) : d.size(small); }
+
+// A row step for `rows` rows of `rowBytes` bytes, a multiple of `align`:
+// mostly padded rows, sometimes zero, bottom-up (negative), overlapping
+// rows, or extreme values where there is a single row.
+inline int draw_step(Draw& d, int64_t rowBytes, int64_t rows, int align = 1) {
+    const int64_t base = rowBytes < 1 ? align : rowBytes > (1 << 20) ? (1 << 20) : rowBytes;
+    const int pad = align * d.range(0, 7);
+    switch (d.range(0, 15)) {
+        case 0: return 0;
+        case 1: return -int(base + pad);
+        case 2: return align * d.range(1, int(base / align > 1 ? base / align : 1));  // rows overlap
+        case 3:
+            if (rows == 1)
+                return d.pick<int>({INT32_MIN, (INT32_MAX / align) * align, -align, INT32_MIN / 2});
+            return int(base + pad);
+        default: return int(base + pad);
+    }
+}
+
+// Marks in a mask of a block's bytes the `rows` rows of `rowBytes` bytes
+// starting `origin` bytes into the block, `step` apart.
+inline void mark_rows(std::vector<uint8_t>& mask, int64_t origin, int64_t step, int64_t rowBytes, int64_t rows) {
+    const int64_t n = int64_t(mask.size());
+    for (int64_t r = 0; r < rows; ++r) {
+        const int64_t a = origin + r * step;
+        for (int64_t i = a < 0 ? 0 : a; i < a + rowBytes && i < n; ++i) mask[size_t(i)] = 1;
+    }
+}
+
+// True when every byte of `now` that differs from `was` is marked in `mask`.
+inline bool changes_within(const std::vector<uint8_t>& was, const std::vector<uint8_t>& now,
+                           const std::vector<uint8_t>& mask) {
+    for (size_t i = 0; i < was.size(); ++i)
+        if (was[i] != now[i] && !mask[i]) return false;
+    return true;
+}
+
+// Floats and doubles that arguments rarely meet: zeros of both signs,
+// denormals, extremes, infinities and NaN.
+inline float odd_float(Draw& d) {
+    return d.pick<float>({0.0f, -0.0f, 1e-45f, 1e-40f, 1.1754944e-38f, 1e-30f, 1e-7f, -1.0f, -1e-40f,
+                          3.4028235e38f, 1e30f, __builtin_inff(), -__builtin_inff(), __builtin_nanf("")});
+}
+inline double odd_double(Draw& d) {
+    return d.pick<double>({0.0, -0.0, 4.9e-324, 1e-310, 1e-300, 1e-12, -1.0, -1e-300, 1e300, 1.7976931348623157e308,
+                           __builtin_inf(), -__builtin_inf(), __builtin_nan("")});
+}
+
 }  // namespace qmfuzz
 
 // ---- Filter harnesses: windows, steps and bounded legal calls --------------

@@ -26,8 +26,10 @@ IppStatus bilateral_buf_size(int filterType, IppiSize roi, IppiSize kernel, int*
     if (filterType != 100 && filterType != 101) return ippStsNotSupportedModeErr;
     int m = std::max(kernel.width, kernel.height);
     if ((m & 1) == 0) --m;
-    const int64_t taps = (int64_t{kernel.width} * kernel.height + 3) & ~int64_t{3};
-    *pBufferSize = static_cast<int>((m + taps) * 4 + 2165);
+    // Unsigned: kernels near 2^31 on both sides overflow even 64 bits. The
+    // result keeps the low 32 bits, as the 32-bit sum always has.
+    const uint64_t taps = (uint64_t(kernel.width) * uint64_t(kernel.height) + 3) & ~uint64_t{3};
+    *pBufferSize = static_cast<int>(static_cast<uint32_t>((uint64_t(m) + taps) * 4 + 2165));
     return ippStsNoErr;
 }
 

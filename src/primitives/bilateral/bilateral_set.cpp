@@ -25,6 +25,11 @@ struct Taps {
     int rx, ry, step;
 };
 
+// The output byte of a weighted mean plus one half. The mean is NaN only
+// when a sigma so small that -0.5 / sigma overflows made the weights NaN;
+// that gives 0, which is also what the vector conversions below produce.
+inline Ipp8u mean_byte(float v) { return static_cast<Ipp8u>(v == v ? static_cast<int>(v) : 0); }
+
 Ipp8u filter1(const Ipp8u* s, const Taps& t) {
     const Taps& k = t;
     const float* base = t.value - *s;  // base[v] is the weight of v - centre
@@ -39,7 +44,7 @@ Ipp8u filter1(const Ipp8u* s, const Taps& t) {
             V += static_cast<float>(v) * w;
         }
     }
-    return static_cast<Ipp8u>(static_cast<int>(V / W + 0.5f));
+    return mean_byte(V / W + 0.5f);
 }
 
 inline __m128i bytes4(const Ipp8u* p) {
@@ -211,7 +216,9 @@ private:
                 W += w;
                 V += v * w;
             }
-            const I8 r = __builtin_convertvector(V / W + 0.5f, I8);
+            const F8 q = V / W + 0.5f;
+            // NaN lanes become 0 before the conversion, as in mean_byte.
+            const I8 r = __builtin_convertvector((F8)((I8)q & (q == q)), I8);
             for (int i = 0; i < 8; ++i) d[x + i] = static_cast<Ipp8u>(r[i]);
         }
         for (; x < n_; ++x) {
@@ -221,7 +228,7 @@ private:
                 W += w;
                 V += vs[k][x] * w;
             }
-            d[x] = static_cast<Ipp8u>(static_cast<int>(V / W + 0.5f));
+            d[x] = mean_byte(V / W + 0.5f);
         }
     }
 

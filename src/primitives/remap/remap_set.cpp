@@ -7,6 +7,7 @@
 // Neighbourhoods are kept inside the whole image, not the region: the region
 // only decides which positions are sampled, and the pixels around it are
 // real image content.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -55,8 +56,10 @@ const Ipp8u* src_row(const Job& g, int row) { return g.src + static_cast<ptrdiff
 template <int CH>
 void remap_nearest(const Job& g) {
     walk(g, [&](float x, float y, Ipp8u* d, int i) {
-        const int col = static_cast<int>(static_cast<double>(x) + 0.5);
-        const int row = static_cast<int>(static_cast<double>(y) + 0.5);
+        // Past 2^24 the region's far edge as a float may round up beyond the
+        // image; the nearest pixel to such a position is the last one.
+        const int col = static_cast<int>(std::min(static_cast<double>(x) + 0.5, static_cast<double>(g.lastX)));
+        const int row = static_cast<int>(std::min(static_cast<double>(y) + 0.5, static_cast<double>(g.lastY)));
         const Ipp8u* p = src_row(g, row) + static_cast<ptrdiff_t>(col) * CH;
         for (int c = 0; c < CH; ++c) d[i * CH + c] = p[c];
     });
