@@ -38,8 +38,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int w = draw_width(d, kMaxSide), h = draw_width(d, kMaxSide);
     const IppiSize mask = draw_mask(d);
     const IppiPoint anchor{draw_anchor(d, mask.width), draw_anchor(d, mask.height)};
-    const int srcStep = draw_step(d, ch * (int64_t{w} + mask.width - 1));
-    const int dstStep = inPlace ? srcStep : draw_step(d, int64_t{ch} * w);
+    const int srcStep = draw_filter_step(d, ch * (int64_t{w} + mask.width - 1));
+    const int dstStep = inPlace ? srcStep : draw_filter_step(d, int64_t{ch} * w);
     const int nullAt = d.range(0, 15);  // 0, 1: one pointer null (in place: the image)
     const bool flat = d.range(0, 7) == 0;
     const uint32_t seed = d.bits(32);
@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int mw = mask.width, mh = mask.height;
     bool full = !badSize && !badStep && mw >= 1 && mh >= 1 && anchor.x >= 0 && anchor.x < mw && anchor.y >= 0 &&
                 anchor.y < mh;
-    Extent srcE{}, dstE{};
+    Window srcE{}, dstE{};
     if (full) {
         srcE = rows_extent(-int64_t{anchor.y}, int64_t{h} - 1 - anchor.y + mh - 1, -int64_t{anchor.x} * ch,
                            (int64_t{w} - 1 - anchor.x + mw - 1) * ch + ch - 1, srcStep);

@@ -178,7 +178,7 @@ namespace qmfuzz {
 
 // A legal call whose buffers would exceed this many bytes is not made, nor
 // one whose reference would take more than kMaxWork multiply-adds.
-inline constexpr int64_t kMaxBytes = int64_t{1} << 20;
+inline constexpr int64_t kMaxAreaBytes = int64_t{1} << 20;
 inline constexpr int64_t kMaxWork = int64_t{1} << 20;
 
 inline int clamp32(int64_t v) { return v < INT32_MIN ? INT32_MIN : v > INT32_MAX ? INT32_MAX : int(v); }
@@ -191,7 +191,7 @@ inline int draw_width(Draw& d, int small) { return d.range(0, 7) == 0 ? d.range(
 
 // A row step around the smallest legal one: mostly legal with some padding,
 // sometimes one short, small but positive, not positive, or hostile.
-inline int draw_step(Draw& d, int64_t least) {
+inline int draw_filter_step(Draw& d, int64_t least) {
     switch (d.range(0, 15)) {
         case 0: return clamp32(least - 1);
         case 1: return d.range(1, 4);
@@ -215,21 +215,21 @@ inline int draw_anchor(Draw& d, int extent) {
 }
 
 // Bytes [lo, hi] relative to the pointer a call receives.
-struct Extent {
+struct Window {
     int64_t lo, hi;
     int64_t bytes() const { return hi - lo + 1; }
 };
 
 // Rows r0..r1 and byte columns c0..c1 of an image with a positive step.
-inline Extent rows_extent(int64_t r0, int64_t r1, int64_t c0, int64_t c1, int64_t step) {
+inline Window rows_extent(int64_t r0, int64_t r1, int64_t c0, int64_t c1, int64_t step) {
     return {r0 * step + c0, r1 * step + c1};
 }
 
 // Memory an extent may be given: small, and close enough to the pointer that
 // no address arithmetic leaves the address space.
-inline bool affordable(const Extent& e) {
+inline bool affordable(const Window& e) {
     constexpr int64_t kFar = int64_t{1} << 40;
-    return e.hi >= e.lo && e.bytes() <= kMaxBytes && e.lo > -kFar && e.hi < kFar;
+    return e.hi >= e.lo && e.bytes() <= kMaxAreaBytes && e.lo > -kFar && e.hi < kFar;
 }
 
 // A heap block holding exactly the bytes [lo, hi] around the pointer handed
@@ -237,7 +237,7 @@ inline bool affordable(const Extent& e) {
 // starts after it); the address sanitizer sees any access beyond.
 class Area {
 public:
-    Area(const Extent& e, uint32_t seed) : e_(e), block_(size_t(e.bytes()), 0, seed) {}
+    Area(const Window& e, uint32_t seed) : e_(e), block_(size_t(e.bytes()), 0, seed) {}
     // `bytes` bytes, the pointer just past them: every access is out of bounds.
     static Area tiny(uint32_t seed, int64_t bytes = 1) { return Area({-bytes, -1}, seed); }
     Ipp8u* ptr() { return reinterpret_cast<Ipp8u*>(reinterpret_cast<uintptr_t>(block_.origin()) - uintptr_t(e_.lo)); }
@@ -248,10 +248,10 @@ public:
     void fill(Ipp8u v) { std::memset(block_.origin(), v, size_t(e_.bytes())); }
     std::vector<uint8_t> snapshot() const { return block_.snapshot(); }
     bool same(const std::vector<uint8_t>& s) const { return block_.same(s); }
-    const Extent& extent() const { return e_; }
+    const Window& extent() const { return e_; }
 
 private:
-    Extent e_;
+    Window e_;
     Block block_;
 };
 
@@ -259,7 +259,7 @@ private:
 // byte columns 0..rowBytes-1 (step > 0) still holds what `before` recorded.
 inline bool only_roi_written(Area& a, const std::vector<uint8_t>& before, int64_t h, int64_t rowBytes,
                              int64_t step) {
-    const Extent& e = a.extent();
+    const Window& e = a.extent();
     for (int64_t off = e.lo; off <= e.hi; ++off) {
         // The last row starting at or before `off` is the only candidate
         // (rows may overlap when the step is short).

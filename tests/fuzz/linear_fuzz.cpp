@@ -54,8 +54,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int kw = draw_kernel_side(d), kh = draw_kernel_side(d);
     const IppiPoint anchor{draw_anchor(d, kw), draw_anchor(d, kh)};
     const int divisor = draw_divisor(d);
-    const int srcStep = draw_step(d, ch * (int64_t{w} + kw - 1));
-    const int dstStep = draw_step(d, int64_t{ch} * w);
+    const int srcStep = draw_filter_step(d, ch * (int64_t{w} + kw - 1));
+    const int dstStep = draw_filter_step(d, int64_t{ch} * w);
     const int nullAt = d.range(0, 15);  // 0..2: one pointer null
     const int kmode = d.range(0, 2);
     const uint32_t seed = d.bits(32);
@@ -72,13 +72,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     // The window of output (0, 0) starts anchor - (kernel - 1) away from pSrc.
     bool full = w >= 1 && h >= 1 && kw >= 1 && kh >= 1 && srcStep >= 1 && dstStep >= 1;
-    Extent srcE{}, dstE{};
+    Window srcE{}, dstE{};
     const int64_t taps = full ? int64_t{kw} * kh : 1;
     if (full) {
         const int64_t dx = int64_t{anchor.x} - (kw - 1), dy = int64_t{anchor.y} - (kh - 1);
         srcE = rows_extent(dy, dy + h + kh - 2, dx * ch, (dx + w + kw - 1) * ch - 1, srcStep);
         dstE = rows_extent(0, h - 1, 0, int64_t{ch} * w - 1, dstStep);
-        full = affordable(srcE) && affordable(dstE) && taps * 4 <= kMaxBytes;
+        full = affordable(srcE) && affordable(dstE) && taps * 4 <= kMaxAreaBytes;
     }
     const int64_t work = full ? taps * w * h * ch : 0;
     if (want == ippStsNoErr && (!full || work > kMaxWork)) return 0;  // would need real memory or time

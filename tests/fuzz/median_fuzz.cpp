@@ -48,8 +48,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         else
             anchor = {draw_anchor(d, mw), draw_anchor(d, mh)};
     }
-    const int srcStep = draw_step(d, ch * (int64_t{w} + (coded ? 4 : int64_t{mw} - 1)));
-    const int dstStep = draw_step(d, int64_t{ch} * w);
+    const int srcStep = draw_filter_step(d, ch * (int64_t{w} + (coded ? 4 : int64_t{mw} - 1)));
+    const int dstStep = draw_filter_step(d, int64_t{ch} * w);
     const int nullAt = d.range(0, 15);  // 0, 1: one pointer null
     const bool flat = d.range(0, 7) == 0;
     const uint32_t seed = d.bits(32);
@@ -75,7 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     bool full = w >= 1 && h >= 1 && srcStep >= 1 && dstStep >= 1 && mw >= 1 && mh >= 1 && anchor.x >= 0 &&
                 anchor.x < mw && anchor.y >= 0 && anchor.y < mh;
-    Extent srcE{}, dstE{};
+    Window srcE{}, dstE{};
     if (full) {
         srcE = rows_extent(-int64_t{anchor.y}, int64_t{h} - 1 - anchor.y + mh - 1, -int64_t{anchor.x} * ch,
                            (int64_t{w} - 1 - anchor.x + mw - 1) * ch + ch - 1, srcStep);

@@ -56,13 +56,13 @@ int kernel_level(int v) {
 int table_radius(Ipp32u r) { return (r == 3 || r == 4 || r == 7) ? int(r) : 2; }
 
 // A packed image of `bytes` bytes, or a tiny block when nothing of it may be read.
-Area image(int64_t bytes, uint32_t seed) { return bytes > 0 && bytes <= kMaxBytes ? Area({0, bytes - 1}, seed) : Area::tiny(seed); }
+Area image(int64_t bytes, uint32_t seed) { return bytes > 0 && bytes <= kMaxAreaBytes ? Area({0, bytes - 1}, seed) : Area::tiny(seed); }
 
-// Bytes of a packed image; anything beyond kMaxBytes reads as kMaxBytes + 1.
+// Bytes of a packed image; anything beyond kMaxAreaBytes reads as kMaxAreaBytes + 1.
 int64_t packed_bytes(int w, int h, int bpp) {
     if (w <= 0 || h <= 0) return 0;
     const int64_t b = int64_t{w} * h;  // below 2^62
-    return b > kMaxBytes ? kMaxBytes + 1 : b * bpp;
+    return b > kMaxAreaBytes ? kMaxAreaBytes + 1 : b * bpp;
 }
 
 // Scratch images of the planar worker: ippiMalloc_8u_C3(width, height) succeeds
@@ -124,14 +124,14 @@ void conv_rgb(Draw& d, Call call) {
     const bool copy = r <= 1, worker = r >= 2 && want == 0 && worker_scratch(w, h);
     // Plain copy of w x h x 3 bytes (also when both sides are negative).
     const int64_t pixels = int64_t{w} * h;  // below 2^62 in magnitude
-    const int64_t copyBytes = pixels > kMaxBytes ? kMaxBytes + 1 : pixels < 0 ? -1 : pixels * 3;
+    const int64_t copyBytes = pixels > kMaxAreaBytes ? kMaxAreaBytes + 1 : pixels < 0 ? -1 : pixels * 3;
     int64_t bytes = 0;
     if (want == 0 && copy) {
-        if (copyBytes < 0 || (copyBytes > 0 && (nullAt <= 1 || copyBytes > kMaxBytes))) return;  // caller error or too big
+        if (copyBytes < 0 || (copyBytes > 0 && (nullAt <= 1 || copyBytes > kMaxAreaBytes))) return;  // caller error or too big
         bytes = copyBytes;
     } else if (worker) {
         bytes = packed_bytes(w, h, 3);
-        if (bytes > kMaxBytes || int64_t{w} * h * (2 * int64_t{r} + 1) * (2 * int64_t{r} + 1) > kMaxWork) return;
+        if (bytes > kMaxAreaBytes || int64_t{w} * h * (2 * int64_t{r} + 1) * (2 * int64_t{r} + 1) > kMaxWork) return;
     }
     Area src = image(bytes, seed), dst = image(bytes, ~seed);
     const auto srcBefore = src.snapshot(), dstBefore = dst.snapshot();
@@ -182,7 +182,7 @@ void conv_rgb_kernel(Draw& d, bool fixedPoint) {
     const bool huge = n > INT32_MAX;  // kernel side beyond 32 bits: must be refused
     int64_t bytes = packed_bytes(w, h, 3);
     const bool runs = !empty && !huge;
-    if (runs && (bytes > kMaxBytes || roiW * roiH * n * n * 3 > kMaxWork)) return;
+    if (runs && (bytes > kMaxAreaBytes || roiW * roiH * n * n * 3 > kMaxWork)) return;
     if (!runs) bytes = 0;
 
     Area src = image(bytes, seed), dst = image(bytes, ~seed);
@@ -278,7 +278,7 @@ void conv_rgb4(Draw& d) {
     // Nothing is tested for null: null pointers only where nothing is read.
     if (nullAt <= 3 && !empty) return;
     int64_t bytes = empty ? 0 : packed_bytes(w, h, 3);
-    if (!empty && (bytes > kMaxBytes || roiW * roiH * n * n * 3 > kMaxWork)) return;
+    if (!empty && (bytes > kMaxAreaBytes || roiW * roiH * n * n * 3 > kMaxWork)) return;
 
     Area src = image(bytes, seed), dst = image(bytes, ~seed);
     Area ker = empty ? Area::tiny(seed + 3, 4) : Area({0, n * n * 4 - 1}, seed + 3);
@@ -343,7 +343,7 @@ void rgb_coef(Draw& d) {
     int64_t bytes = 0;
     if (worker) {
         bytes = packed_bytes(w, h, 3);
-        if (bytes > kMaxBytes || (!empty && roiW * roiH * n * n * 3 > kMaxWork)) return;
+        if (bytes > kMaxAreaBytes || (!empty && roiW * roiH * n * n * 3 > kMaxWork)) return;
     }
     Area src = image(bytes, seed), dst = image(bytes, ~seed);
     // Three kernels; never read when the interior is empty.
@@ -395,7 +395,7 @@ void mono_coef(Draw& d) {
     int64_t bytes = 0;
     if (!empty) {
         bytes = packed_bytes(w, h, 1);
-        if (bytes > kMaxBytes || roiW * roiH * n * n > kMaxWork) return;
+        if (bytes > kMaxAreaBytes || roiW * roiH * n * n > kMaxWork) return;
     }
     Area src = image(bytes, seed), dst = image(bytes, ~seed);
     Area ker = empty ? Area::tiny(seed + 3, 4) : Area({0, n * n * 4 - 1}, seed + 3);
@@ -580,7 +580,7 @@ void noise_wrapper(Draw& d, int op) {
     const int64_t m = 2 * int64_t{reach} + 1;
     const bool wrapped = roiW != int64_t{w} - 2 * int64_t{r} || roiH != int64_t{h} - 2 * int64_t{r} ||
                          off != 3 * int64_t{w} * r + 3 * int64_t{r};
-    if (want == 0 && (wrapped || r < 0 || reach > r || bytes > kMaxBytes ||
+    if (want == 0 && (wrapped || r < 0 || reach > r || bytes > kMaxAreaBytes ||
                       int64_t{roiW} * roiH * m * m * (op == kMedianColorNr ? m * m : 3) > kMaxWork))
         return;
 
