@@ -12,8 +12,8 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
-#if defined(__SSE4_1__)
-#include <smmintrin.h>
+#if defined(__SSSE3__)
+#include <tmmintrin.h>
 #endif
 
 namespace qm::QM_SET {
@@ -45,10 +45,6 @@ inline void widen8(__m128i v, __m128i& lo, __m128i& hi) {
     const __m128i z = _mm_setzero_si128();
     lo = _mm_unpacklo_epi8(v, z);
     hi = _mm_unpackhi_epi8(v, z);
-}
-// Four 32-bit results (each <= 255) x 4 -> 16 bytes.
-inline __m128i pack32(__m128i a, __m128i b, __m128i c, __m128i d) {
-    return _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
 }
 #endif
 
@@ -129,7 +125,29 @@ inline Ipp8u div571(int s) {
     return static_cast<Ipp8u>(((static_cast<Ipp32u>(s) + 286u) * 29382u) >> 24);
 }
 
-#if defined(__SSE2__)
+#if defined(__SSSE3__)
+// A, B and C of 16 samples, eight 16-bit lanes per half, read as unsigned.
+// Byte pairs (s[-2k], s[-k]), (s[k], s[2k]) and (s[0], s[0]) go through
+// byte x byte multiply-adds; no pair can reach the 16-bit saturation (the
+// largest, 255 x (64 + 63), is 32385), and C wraps as an unsigned lane.
+inline void hsum5x16(const Ipp8u* s, int k, __m128i (&out)[3][2]) {
+    const __m128i m2 = loadu(s - 2 * k), m1 = loadu(s - k), c0 = loadu(s), p1 = loadu(s + k), p2 = loadu(s + 2 * k);
+    const __m128i left[2] = {_mm_unpacklo_epi8(m2, m1), _mm_unpackhi_epi8(m2, m1)};
+    const __m128i right[2] = {_mm_unpacklo_epi8(p1, p2), _mm_unpackhi_epi8(p1, p2)};
+    const __m128i centre[2] = {_mm_unpacklo_epi8(c0, c0), _mm_unpackhi_epi8(c0, c0)};
+    auto w = [](int a, int b) { return _mm_set1_epi16(static_cast<short>((b << 8) | a)); };
+    for (int h = 0; h < 2; ++h) {
+        auto taps = [&](int w2, int w1, int c1, int c2) {
+            return _mm_add_epi16(_mm_add_epi16(_mm_maddubs_epi16(left[h], w(w2, w1)),
+                                               _mm_maddubs_epi16(right[h], w(w1, w2))),
+                                 _mm_maddubs_epi16(centre[h], w(c1, c2)));
+        };
+        out[0][h] = taps(2, 7, 6, 6);
+        out[1][h] = taps(7, 31, 26, 26);
+        out[2][h] = taps(12, 52, 64, 63);
+    }
+}
+#elif defined(__SSE2__)
 // A, B and C of 16 samples, eight 16-bit lanes per half, read as unsigned.
 inline void hsum5x16(const Ipp8u* s, int k, __m128i (&out)[3][2]) {
     __m128i m2[2], m1[2], c0[2], p1[2], p2[2];
@@ -150,27 +168,24 @@ inline void hsum5x16(const Ipp8u* s, int k, __m128i (&out)[3][2]) {
         out[2][h] = taps(12, 52, 127);
     }
 }
-
-inline __m128i div571x4(__m128i s) {
-    const __m128i t = _mm_add_epi32(s, _mm_set1_epi32(286));
-#if defined(__SSE4_1__)
-    // The product stays below 2^32, so the low half is the whole product.
-    return _mm_srli_epi32(_mm_mullo_epi32(t, _mm_set1_epi32(29382)), 24);
-#else
-    const __m128i m = _mm_set1_epi32(29382);
-    const __m128i even = _mm_srli_epi64(_mm_mul_epu32(t, m), 24);
-    const __m128i odd = _mm_srli_epi64(_mm_mul_epu32(_mm_srli_epi64(t, 32), m), 24);
-    return _mm_or_si128(even, _mm_slli_epi64(odd, 32));
 #endif
-}
 
-// Sum of three unsigned 16-bit vectors in 32-bit lanes: low and high four.
-inline void add3wide(__m128i x, __m128i y, __m128i z, __m128i& lo, __m128i& hi) {
-    const __m128i zero = _mm_setzero_si128();
-    lo = _mm_add_epi32(_mm_add_epi32(_mm_unpacklo_epi16(x, zero), _mm_unpacklo_epi16(y, zero)),
-                       _mm_unpacklo_epi16(z, zero));
-    hi = _mm_add_epi32(_mm_add_epi32(_mm_unpackhi_epi16(x, zero), _mm_unpackhi_epi16(y, zero)),
-                       _mm_unpackhi_epi16(z, zero));
+#if defined(__SSE2__)
+// Eight results of ((S + 286) x 29382) >> 24 for S = aa + b1 + b3 + c, in
+// 16-bit lanes. The product is summed from signed 16x16 multiply-adds:
+// aa <= 15300 and b1, b3 <= 32640 fit a signed lane, c (up to 65025) enters
+// as c - 32768 and the 32768 x 29382 joins the constant. Each multiply-add
+// stays within 31 bits; their sum, the whole product, stays below 2^32 and
+// wraps nowhere before the logical shift.
+inline __m128i div571x8(__m128i aa, __m128i b1, __m128i b3, __m128i c) {
+    const __m128i k = _mm_set1_epi16(29382);
+    const __m128i bias = _mm_set1_epi32((286 + 32768) * 29382);
+    const __m128i cs = _mm_xor_si128(c, _mm_set1_epi16(static_cast<short>(0x8000)));
+    const __m128i lo = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(aa, b1), k),
+                                                   _mm_madd_epi16(_mm_unpacklo_epi16(b3, cs), k)), bias);
+    const __m128i hi = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(aa, b1), k),
+                                                   _mm_madd_epi16(_mm_unpackhi_epi16(b3, cs), k)), bias);
+    return _mm_packs_epi32(_mm_srli_epi32(lo, 24), _mm_srli_epi32(hi, 24));
 }
 #endif
 
@@ -231,18 +246,14 @@ void gauss5(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi
         for (; i + 16 <= n; i += 16) {
             __m128i v[3][2];
             hsum5x16(s + i, k, v);
-            __m128i r[4];
+            __m128i r[2];
             for (int h = 0; h < 2; ++h) {
                 const int j = i + 8 * h;
-                // A + A' <= 15300 and B + B' <= 65280 still fit 16 bits.
+                // A + A' <= 15300 fits 16 bits.
                 const __m128i aa = _mm_add_epi16(loadu(A0 + j), v[0][h]);
-                const __m128i bb = _mm_add_epi16(loadu(B1 + j), loadu(B3 + j));
-                __m128i lo, hi;
-                add3wide(aa, bb, loadu(C2 + j), lo, hi);
-                r[2 * h] = div571x4(lo);
-                r[2 * h + 1] = div571x4(hi);
+                r[h] = div571x8(aa, loadu(B1 + j), loadu(B3 + j), loadu(C2 + j));
             }
-            storeu(d + i, pack32(r[0], r[1], r[2], r[3]));
+            storeu(d + i, _mm_packus_epi16(r[0], r[1]));
             storeu(A0 + i, v[0][0]);
             storeu(A0 + i + 8, v[0][1]);
             storeu(B0 + i, v[1][0]);
