@@ -405,6 +405,7 @@ private:
     alignas(16) int16_t total_[M * M][kLen];  // [i * M + j]
     alignas(16) int16_t best_[M][kStrip + 8];
     alignas(16) int16_t index_[M][kStrip + 8];
+    alignas(16) Ipp8u out_[3 * kStrip + 4];
 
     // Per row: the planes of rows Y .. Y + R, the slots row Y writes and the
     // slots rows Y - k wrote for offset k.
@@ -536,17 +537,15 @@ private:
         if (i < R) return;
         const Ipp8u* s = src_ + static_cast<ptrdiff_t>(y) * srcStep_ + 3 * static_cast<ptrdiff_t>(x0);
         Ipp8u* d = dst_ + static_cast<ptrdiff_t>(y) * dstStep_ + 3 * static_cast<ptrdiff_t>(x0);
-        // Four bytes at a time: the fourth is the next pixel's, read inside
-        // the next neighbourhood and rewritten by the next output. The row's
-        // last pixel copies three.
+        // Gathered four bytes at a time into a row of our own (the fourth
+        // byte is the next pixel's, read inside the next neighbourhood and
+        // overwritten), then copied out whole. The row's last pixel reads
+        // three.
         const int last = x0 + width == roi_.width ? width - 1 : width;
         int x = 0;
-        for (; x < last; ++x, s += 3, d += 3) {
-            Ipp32u v;
-            std::memcpy(&v, s + offset_[index[x]], 4);
-            std::memcpy(d, &v, 4);
-        }
-        if (x < width) std::memcpy(d, s + offset_[index[x]], 3);
+        for (; x < last; ++x, s += 3) std::memcpy(out_ + 3 * x, s + offset_[index[x]], 4);
+        if (x < width) std::memcpy(out_ + 3 * x, s + offset_[index[x]], 3);
+        std::memcpy(d, out_, 3 * static_cast<size_t>(width));
     }
 
     void strip(int x0, int width) {
