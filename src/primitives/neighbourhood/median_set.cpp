@@ -472,10 +472,22 @@ private:
                 else  // seen from the other pixel, stored by row Y + dy
                     return at(slotOld_[-dy] + array_of(-dy, -dx) * kLen + o + dx);
             };
-            __m128i h[W][M];  // [dy + R][j]: sums over the columns of window column j
+            // h[dy + R]: row dy's sum over the columns of window column j,
+            // slid along as j grows (column j covers dx = -j .. R - j).
+            __m128i h[W];
+            auto emit = [&](auto j) {  // block sums down the rows: window row i covers dy = -i .. R - i
+                __m128i s = h[R];
+                unrolled<R>([&](auto k) { s = _mm_add_epi16(s, h[R + k + 1]); });
+                put(total_[j] + o, s);
+                unrolled<R>([&](auto k) {
+                    constexpr int i = k + 1;
+                    s = _mm_sub_epi16(_mm_add_epi16(s, h[R - i]), h[2 * R + 1 - i]);
+                    put(total_[i * M + j] + o, s);
+                });
+            };
             unrolled<W>([&](auto r) {
                 constexpr int dy = r - R;
-                // Window column j covers dx = -j .. R - j; the centre adds nothing.
+                // The centre adds nothing.
                 __m128i s = dy == 0 ? table(std::integral_constant<int, 0>{}, std::integral_constant<int, 1>{})
                                     : table(std::integral_constant<int, dy>{}, std::integral_constant<int, 0>{});
                 unrolled<R>([&](auto k) {
@@ -483,23 +495,18 @@ private:
                     if constexpr (!(dy == 0 && dx == 1))
                         s = _mm_add_epi16(s, table(std::integral_constant<int, dy>{}, std::integral_constant<int, dx>{}));
                 });
-                h[r][0] = s;
-                unrolled<R>([&](auto k) {
-                    constexpr int j = k + 1;
-                    s = _mm_add_epi16(s, table(std::integral_constant<int, dy>{}, std::integral_constant<int, -j>{}));
-                    s = _mm_sub_epi16(s, table(std::integral_constant<int, dy>{}, std::integral_constant<int, R - j + 1>{}));
-                    h[r][j] = s;
-                });
+                h[r] = s;
             });
-            unrolled<M>([&](auto j) {
-                __m128i s = h[R][j];
-                unrolled<R>([&](auto k) { s = _mm_add_epi16(s, h[R + k + 1][j]); });
-                put(total_[j] + o, s);
-                unrolled<R>([&](auto k) {
-                    constexpr int i = k + 1;
-                    s = _mm_sub_epi16(_mm_add_epi16(s, h[R - i][j]), h[2 * R + 1 - i][j]);
-                    put(total_[i * M + j] + o, s);
+            emit(std::integral_constant<int, 0>{});
+            unrolled<R>([&](auto k) {
+                constexpr int j = k + 1;
+                unrolled<W>([&](auto r) {
+                    constexpr int dy = r - R;
+                    h[r] = _mm_sub_epi16(
+                        _mm_add_epi16(h[r], table(std::integral_constant<int, dy>{}, std::integral_constant<int, -j>{})),
+                        table(std::integral_constant<int, dy>{}, std::integral_constant<int, R - j + 1>{}));
                 });
+                emit(std::integral_constant<int, j>{});
             });
         }
     }
