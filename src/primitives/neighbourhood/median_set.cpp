@@ -325,6 +325,16 @@ inline __m128i select16(__m128i mask, __m128i a, __m128i b) {
 #endif
 }
 
+// f(integral_constant<int, I>) for I = 0 .. N - 1, unrolled.
+template <typename F, int... I>
+inline void unrolled(F&& f, std::integer_sequence<int, I...>) {
+    (f(std::integral_constant<int, I>{}), ...);
+}
+template <int N, typename F>
+inline void unrolled(F&& f) {
+    unrolled(f, std::make_integer_sequence<int, N>{});
+}
+
 // The totals share their work between windows. Every distance between two
 // pixels that can meet in one neighbourhood (at most M - 1 apart in both
 // directions) is computed once. For a candidate P, the distances to its
@@ -347,16 +357,6 @@ inline __m128i select16(__m128i mask, __m128i a, __m128i b) {
 // The buffers have margins, so vectors may run past the strip; values
 // computed there belong to no output inside the image and are never read
 // for one.
-// f(integral_constant<int, I>) for I = 0 .. N - 1, unrolled.
-template <int N, typename F, int... I>
-inline void unrolled(F&& f, std::integer_sequence<int, I...>) {
-    (f(std::integral_constant<int, I>{}), ...);
-}
-template <int N, typename F>
-inline void unrolled(F&& f) {
-    unrolled<N>(f, std::make_integer_sequence<int, N>{});
-}
-
 template <int M>
 class VectorMedianStrips {
 public:
