@@ -400,7 +400,19 @@ private:
     ptrdiff_t offset_[M * M];  // candidate t relative to the neighbourhood's top-left
     __m128i candidate_[M * M];
 
-    alignas(16) int16_t plane_[M][3][kLen];  // ring of source rows, one plane per channel
+#if defined(__SSSE3__)
+    // Ring of source rows: channels 0 and 1 as byte pairs, channel 2 as
+    // 16-bit values, so a distance takes one byte difference for two channels.
+    struct Planes {
+        alignas(16) Ipp8u pair[2 * kLen];
+        alignas(16) int16_t third[kLen];
+    };
+#else
+    struct Planes {  // ring of source rows, one 16-bit plane per channel
+        alignas(16) int16_t c[3][kLen];
+    };
+#endif
+    Planes plane_[M];
     alignas(16) int16_t dist_[kArrays][kLen];
     alignas(16) int16_t total_[M * M][kLen];  // [i * M + j]
     alignas(16) int16_t best_[M][kStrip + 8];
@@ -409,7 +421,7 @@ private:
 
     // Per row: the planes of rows Y .. Y + R, the slots row Y writes and the
     // slots rows Y - k wrote for offset k.
-    const int16_t* rowPlanes_[M];
+    const Planes* rowPlanes_[M];
     int16_t* slotNow_[M];
     const int16_t* slotOld_[M];
 
@@ -418,22 +430,28 @@ private:
 
     // Source row Y of the strip into its planes (zeros beyond the image).
     void load_row(int Y, int x0, int cols) {
-        int16_t(*p)[kLen] = plane_[Y % M];
+        Planes& p = plane_[Y % M];
         if (Y >= roi_.height + R) {
-            std::memset(p, 0, sizeof(plane_[0]));
+            std::memset(&p, 0, sizeof p);
             return;
         }
         const Ipp8u* s = src_ + static_cast<ptrdiff_t>(Y) * srcStep_ + 3 * static_cast<ptrdiff_t>(x0);
         for (int x = 0; x < cols; ++x) {
-            p[0][kPad + x] = s[3 * x];
-            p[1][kPad + x] = s[3 * x + 1];
-            p[2][kPad + x] = s[3 * x + 2];
+#if defined(__SSSE3__)
+            p.pair[2 * (kPad + x)] = s[3 * x];
+            p.pair[2 * (kPad + x) + 1] = s[3 * x + 1];
+            p.third[kPad + x] = s[3 * x + 2];
+#else
+            p.c[0][kPad + x] = s[3 * x];
+            p.c[1][kPad + x] = s[3 * x + 1];
+            p.c[2][kPad + x] = s[3 * x + 2];
+#endif
         }
     }
 
     void set_row(int Y) {
         for (int dy = 0; dy <= R; ++dy) {
-            rowPlanes_[dy] = plane_[(Y + dy) % M][0];
+            rowPlanes_[dy] = &plane_[(Y + dy) % M];
             const int n = dy + 1;
             slotNow_[dy] = dist_[ring_base(dy) + (Y % n) * arrays_of(dy)];
             // Row Y - dy sits in slot (Y - dy) mod (dy + 1) = (Y + 1) mod (dy + 1).
@@ -443,19 +461,31 @@ private:
 
     // Row Y's half of the distance tables.
     void distances() {
-        const int16_t* const p = rowPlanes_[0];
+        const Planes& p = *rowPlanes_[0];
         for (int o = kPad; o < kPad + kCols; o += 8) {
-            const __m128i a0 = at(p + o), a1 = at(p + kLen + o), a2 = at(p + 2 * kLen + o);
+#if defined(__SSSE3__)
+            const __m128i a01 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p.pair + 2 * o));
+            const __m128i a2 = at(p.third + o);
+            const __m128i ones = _mm_set1_epi8(1);
+            auto distance = [&](const Planes& q, int at_o) {
+                const __m128i b01 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q.pair + 2 * at_o));
+                const __m128i d01 = _mm_or_si128(_mm_subs_epu8(a01, b01), _mm_subs_epu8(b01, a01));
+                return _mm_add_epi16(_mm_maddubs_epi16(d01, ones), absdiff16(a2, at(q.third + at_o)));
+            };
+#else
+            const __m128i a0 = at(p.c[0] + o), a1 = at(p.c[1] + o), a2 = at(p.c[2] + o);
+            auto distance = [&](const Planes& q, int at_o) {
+                return _mm_add_epi16(_mm_add_epi16(absdiff16(a0, at(q.c[0] + at_o)), absdiff16(a1, at(q.c[1] + at_o))),
+                                     absdiff16(a2, at(q.c[2] + at_o)));
+            };
+#endif
             unrolled<M>([&](auto dyc) {
                 constexpr int dy = dyc;
-                const int16_t* const q = rowPlanes_[dy] + o;
+                const Planes& q = *rowPlanes_[dy];
                 int16_t* const out = slotNow_[dy] + o;
                 unrolled<arrays_of(dy)>([&](auto n) {
                     constexpr int dx = dy == 0 ? n + 1 : n - R;
-                    const __m128i d = _mm_add_epi16(
-                        _mm_add_epi16(absdiff16(a0, at(q + dx)), absdiff16(a1, at(q + kLen + dx))),
-                        absdiff16(a2, at(q + 2 * kLen + dx)));
-                    put(out + array_of(dy, dx) * kLen, d);
+                    put(out + array_of(dy, dx) * kLen, distance(q, o + dx));
                 });
             });
         }
