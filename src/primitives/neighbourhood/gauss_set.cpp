@@ -341,11 +341,15 @@ void gauss5_strip(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int he
             for (int b = 0; b < m; b += 64) _mm_prefetch(reinterpret_cast<const char*>(out + b), _MM_HINT_T0);
             _mm_prefetch(reinterpret_cast<const char*>(out + m - 1), _MM_HINT_T0);
         }
-        convert(y + 2, r[4]);
-        const float *r0 = r[0], *r1 = r[1], *r2 = r[2], *r3 = r[3], *r4 = r[4];
-        // Column sums; index j is sample s0 - 2k + j.
+        const float *r0 = r[0], *r1 = r[1], *r2 = r[2], *r3 = r[3];
+        float* r4 = r[4];
+        const Ipp8u* newest = src + static_cast<ptrdiff_t>(y + 2) * srcStep + s0 - h;
+        // Column sums; index j is sample s0 - 2k + j. The newest row is
+        // converted on the way.
         each_eight(len, [&](int j) {
-            const __m256 f2 = _mm256_add_ps(_mm256_loadu_ps(r0 + j), _mm256_loadu_ps(r4 + j));
+            const __m256 n = bytes8(newest + j);
+            _mm256_storeu_ps(r4 + j, n);
+            const __m256 f2 = _mm256_add_ps(_mm256_loadu_ps(r0 + j), n);
             const __m256 f1 = _mm256_add_ps(_mm256_loadu_ps(r1 + j), _mm256_loadu_ps(r3 + j));
             const __m256 f0 = _mm256_loadu_ps(r2 + j);
             auto taps = [&](__m256 a, __m256 b, __m256 c) {
