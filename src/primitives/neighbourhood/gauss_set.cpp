@@ -283,10 +283,10 @@ void gauss5(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi
 #if defined(__AVX__)
 // 5x5 in single precision, eight samples per step. Every sum is an integer
 // below 2^24, so it is exact; only the division rounds, and it rounds right:
-// S x fl(1/571) is within 3.1e-5 of S / 571 (two roundings of at most 2^-24
-// each, S / 571 <= 255), while S / 571, 571 being odd, is never nearer than
-// 0.5 / 571 to a half. Rounding the product to nearest is S / 571 rounded to
-// nearest, as the integer rule gives.
+// S x fl(1/571) + 0.5 is within 5e-5 of S / 571 + 0.5 (three roundings of
+// at most one unit in 2^24 of values below 256, in any rounding mode), while
+// S / 571, 571 being odd, is never nearer than 0.5 / 571 to a half.
+// Truncating it is S / 571 rounded to nearest, as the integer rule gives.
 //
 // The mask is symmetric, so its columns are A, B, C too: each output row
 // first sums its five source rows vertically with the weights of A, B and C,
@@ -329,7 +329,7 @@ void gauss5_strip(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int he
     alignas(32) float vA[kStrip + 12], vB[kStrip + 12], vC[kStrip + 12];
     const __m256 w2 = _mm256_set1_ps(2), w7 = _mm256_set1_ps(7), w12 = _mm256_set1_ps(12), w31 = _mm256_set1_ps(31),
                  w52 = _mm256_set1_ps(52), w127 = _mm256_set1_ps(127);
-    const __m256 recip = _mm256_set1_ps(1.0f / 571.0f);
+    const __m256 recip = _mm256_set1_ps(1.0f / 571.0f), half = _mm256_set1_ps(0.5f);
     for (int i = 0; i < 4; ++i) convert(i - 2, r[i]);
     for (int y = 0; y < height; ++y) {
         // The strip is a short piece of each long row: fetch a few rows ahead.
@@ -364,7 +364,7 @@ void gauss5_strip(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int he
                 _mm256_add_ps(_mm256_add_ps(_mm256_loadu_ps(vA + t), _mm256_loadu_ps(vA + t + 2 * h)),
                               _mm256_add_ps(_mm256_loadu_ps(vB + t + k), _mm256_loadu_ps(vB + t + 3 * k))),
                 _mm256_loadu_ps(vC + t + h));
-            const __m256i q = _mm256_cvtps_epi32(_mm256_mul_ps(sum, recip));
+            const __m256i q = _mm256_cvttps_epi32(_mm256_add_ps(_mm256_mul_ps(sum, recip), half));
             return _mm_packs_epi32(_mm256_castsi256_si128(q), _mm256_extractf128_si256(q, 1));
         };
         Ipp8u* d = dst + static_cast<ptrdiff_t>(y) * dstStep + s0;
