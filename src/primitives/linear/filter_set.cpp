@@ -13,6 +13,9 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__SSSE3__)
+#include <tmmintrin.h>
+#endif
 #if defined(__AVX__)
 #include <immintrin.h>
 #endif
@@ -328,12 +331,269 @@ void int_vector(const Geometry& g, const Ipp32s* kernel, const Divide& finish) {
         }
     }
 }
+
+// Kernels whose weights all fit 16 bits take pairs of taps through one
+// 16x16->32 multiply-add: a pair of byte products cannot leave 32 bits, and
+// the 32-bit sums wrap exactly as the scalar ones do.
+//
+// Kernels that are smaller still, where every weight fits a signed byte and
+// the largest and smallest possible sums (all pixels 255 under the positive,
+// resp. the negative weights) stay within 16 bits, sum in 16-bit lanes: the
+// byte x byte pair products cannot saturate and no partial sum can wrap
+// differently from the final one.
+struct TapPairs {
+    static constexpr int kMax = 512;  // pairs: kernels up to 1024 taps
+    int count = 0;
+    ptrdiff_t off[kMax][2];     // byte offsets from the window's top-left
+    alignas(16) __m128i w[kMax];  // the pair's weights, broadcast
+
+    // Taps in window order, two at a time; an odd last tap pairs with itself
+    // under a zero weight.
+    template <typename Pack>
+    void window_order(const Geometry& g, const Ipp32s* kernel, Pack pack) {
+        const int taps = g.kw * g.kh;
+        auto at = [&](int t) { return ptrdiff_t{t / g.kw} * g.srcStep + ptrdiff_t{t % g.kw} * g.ch; };
+        for (int t = 0; t < taps; t += 2) {
+            const bool single = t + 1 == taps;
+            off[count][0] = at(t);
+            off[count][1] = single ? at(t) : at(t + 1);
+            w[count++] = pack(kernel[taps - 1 - t], single ? 0 : kernel[taps - 2 - t]);
+        }
+    }
+};
+
+enum class Range { Narrow, Short, Wide };
+
+Range weight_range(const Ipp32s* kernel, int64_t taps) {
+    int64_t pos = 0, neg = 0;
+    bool byte = true, half = true;
+    for (int64_t t = 0; t < taps; ++t) {
+        const int64_t w = kernel[t];
+        (w > 0 ? pos : neg) += w > 0 ? w : -w;
+        byte = byte && w >= -128 && w <= 127;
+        half = half && w >= -32768 && w <= 32767;
+    }
+    if (byte && 255 * pos <= 32767 && 255 * neg <= 32768) return Range::Narrow;
+    return half ? Range::Short : Range::Wide;
+}
+
+// Sixteen values from two vectors of eight signed 16-bit sums (the narrow
+// range: -32768..32767).
+struct Finish16 {
+    const Divide& div;
+    __m128i bias, one, cnt;
+    __m128 scaled;
+    explicit Finish16(const Divide& d)
+        : div(d),
+          bias(_mm_set1_epi16(static_cast<int16_t>(d.rule == Divide::Shift && d.k <= 15 ? (1 << (d.k - 1)) - 1 : 0))),
+          one(_mm_set1_epi16(1)),
+          cnt(_mm_cvtsi32_si128(d.k)),
+          // S * 2^16 * (r * 2^-16) rounds like S * r: powers of two scale exactly.
+          scaled(_mm_set1_ps(d.recip * (1.0f / 65536.0f))) {}
+
+    __m128i half(__m128i s) const {  // eight values in 16-bit lanes
+        if (div.rule == Divide::Shift) {
+            // As the 32-bit rule; S + bias stays below 2^16 for k <= 15.
+            const __m128i b = _mm_add_epi16(bias, _mm_and_si128(_mm_srl_epi16(s, cnt), one));
+            const __m128i q = _mm_srl_epi16(_mm_add_epi16(s, b), cnt);
+            return _mm_and_si128(q, _mm_cmpgt_epi16(s, _mm_setzero_si128()));
+        }
+        // |t| <= 32768: the conversions cannot overflow and the packs clamp
+        // to 0..255 as the saturating rule does.
+        const __m128i z = _mm_setzero_si128();
+        const __m128i a = _mm_cvtps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(_mm_unpacklo_epi16(z, s)), scaled));
+        const __m128i b = _mm_cvtps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(_mm_unpackhi_epi16(z, s)), scaled));
+        return _mm_packs_epi32(a, b);
+    }
+
+    __m128i operator()(__m128i lo, __m128i hi) const {
+        if (div.rule == Divide::One) return _mm_packus_epi16(lo, hi);  // clamps exactly
+        if (div.rule == Divide::Shift && div.k > 15) {
+            const __m128i s0 = div(_mm_srai_epi32(_mm_unpacklo_epi16(lo, lo), 16));
+            const __m128i s1 = div(_mm_srai_epi32(_mm_unpackhi_epi16(lo, lo), 16));
+            const __m128i s2 = div(_mm_srai_epi32(_mm_unpacklo_epi16(hi, hi), 16));
+            const __m128i s3 = div(_mm_srai_epi32(_mm_unpackhi_epi16(hi, hi), 16));
+            return _mm_packus_epi16(_mm_packs_epi32(s0, s1), _mm_packs_epi32(s2, s3));
+        }
+        return _mm_packus_epi16(half(lo), half(hi));
+    }
+};
+
+// Runs block(e) over 16-value blocks of a row of n >= 16 values; the last one
+// is shifted back to end at n (a few values are computed twice).
+template <typename Block>
+inline void each_block(int n, Block&& block) {
+    int e = 0;
+    for (; e + 16 <= n; e += 16) block(e);
+    if (e < n) block(n - 16);
+}
+
+void short_pairs(const Geometry& g, const Ipp32s* kernel, const Divide& finish) {
+    TapPairs pairs;
+    pairs.window_order(g, kernel, [](int32_t a, int32_t b) {
+        return _mm_set1_epi32(static_cast<int32_t>((static_cast<uint32_t>(b) << 16) | (static_cast<uint32_t>(a) & 0xFFFF)));
+    });
+    const int n = g.width * g.ch;
+    const __m128i z = _mm_setzero_si128();
+    for (int y = 0; y < g.height; ++y) {
+        const Ipp8u* top = g.src + y * g.srcStep;
+        Ipp8u* d = g.dst + y * g.dstStep;
+        each_block(n, [&](int e) {
+            __m128i a0 = z, a1 = z, a2 = z, a3 = z;
+            for (int p = 0; p < pairs.count; ++p) {
+                const __m128i b0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + pairs.off[p][0] + e));
+                const __m128i b1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + pairs.off[p][1] + e));
+                // Interleaved bytes widen to (first, second) 16-bit pairs.
+                const __m128i il = _mm_unpacklo_epi8(b0, b1), ih = _mm_unpackhi_epi8(b0, b1);
+                const __m128i w = pairs.w[p];
+                a0 = _mm_add_epi32(a0, _mm_madd_epi16(_mm_unpacklo_epi8(il, z), w));
+                a1 = _mm_add_epi32(a1, _mm_madd_epi16(_mm_unpackhi_epi8(il, z), w));
+                a2 = _mm_add_epi32(a2, _mm_madd_epi16(_mm_unpacklo_epi8(ih, z), w));
+                a3 = _mm_add_epi32(a3, _mm_madd_epi16(_mm_unpackhi_epi8(ih, z), w));
+            }
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e),
+                             _mm_packus_epi16(_mm_packs_epi32(finish(a0), finish(a1)),
+                                              _mm_packs_epi32(finish(a2), finish(a3))));
+        });
+    }
+}
+
+#if defined(__SSSE3__)
+inline __m128i byte_pair(int32_t a, int32_t b) {
+    return _mm_set1_epi16(static_cast<int16_t>(((b & 0xFF) << 8) | (a & 0xFF)));
+}
+
+// Any layout: the two taps' bytes are interleaved, then multiplied and added
+// in one step.
+void narrow_pairs(const Geometry& g, const TapPairs& pairs, const Finish16& finish) {
+    const int n = g.width * g.ch;
+    for (int y = 0; y < g.height; ++y) {
+        const Ipp8u* top = g.src + y * g.srcStep;
+        Ipp8u* d = g.dst + y * g.dstStep;
+        each_block(n, [&](int e) {
+            __m128i lo = _mm_setzero_si128(), hi = lo;
+            for (int p = 0; p < pairs.count; ++p) {
+                const __m128i b0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + pairs.off[p][0] + e));
+                const __m128i b1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + pairs.off[p][1] + e));
+                lo = _mm_add_epi16(lo, _mm_maddubs_epi16(_mm_unpacklo_epi8(b0, b1), pairs.w[p]));
+                hi = _mm_add_epi16(hi, _mm_maddubs_epi16(_mm_unpackhi_epi8(b0, b1), pairs.w[p]));
+            }
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e), finish(lo, hi));
+        });
+    }
+}
+
+// One channel, kernel at least two wide: neighbouring columns are already
+// adjacent bytes. A load at column c feeds the even outputs with the pair
+// (c, c + 1), the load one byte on the odd ones; an odd last column pairs
+// with its left neighbour under a zero weight. No load leaves the windows.
+//
+// Two output rows share their common source rows' loads. KW is the kernel
+// width when fixed at compile time (0: read from g).
+template <int KW>
+struct GreyRows {
+    int kw, pairsPerRow;
+    const __m128i* w;  // pairsPerRow per window row
+
+    // Adds window row r (weights) over the source row at p.
+    inline void add(const Ipp8u* p, int r, __m128i& even, __m128i& odd) const {
+        const int n = KW ? KW : kw;
+        const __m128i* wr = w + r * (KW ? (KW + 1) / 2 : pairsPerRow);
+        for (int c = 0, j = 0; c < n; c += 2, ++j) {
+            const int c0 = c + 1 == n ? c - 1 : c;
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + c0));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + c0 + 1));
+            even = _mm_add_epi16(even, _mm_maddubs_epi16(a, wr[j]));
+            odd = _mm_add_epi16(odd, _mm_maddubs_epi16(b, wr[j]));
+        }
+    }
+};
+
+template <int KW>
+void narrow_grey_rows(const Geometry& g, const GreyRows<KW>& rows, const Finish16& finish) {
+    const int n = g.width;
+    const ptrdiff_t step = g.srcStep;
+    auto out = [&](Ipp8u* d, __m128i even, __m128i odd) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d),
+                         finish(_mm_unpacklo_epi16(even, odd), _mm_unpackhi_epi16(even, odd)));
+    };
+    int y = 0;
+    for (; y + 2 <= g.height; y += 2) {
+        const Ipp8u* top = g.src + y * step;
+        Ipp8u* d0 = g.dst + y * g.dstStep;
+        Ipp8u* d1 = d0 + g.dstStep;
+        each_block(n, [&](int e) {
+            __m128i e0 = _mm_setzero_si128(), o0 = e0, e1 = e0, o1 = e0;
+            const Ipp8u* p = top + e;
+            rows.add(p, 0, e0, o0);
+            for (int r = 1; r < g.kh; ++r) {
+                p += step;
+                rows.add(p, r, e0, o0);
+                rows.add(p, r - 1, e1, o1);
+            }
+            rows.add(p + step, g.kh - 1, e1, o1);
+            out(d0 + e, e0, o0);
+            out(d1 + e, e1, o1);
+        });
+    }
+    if (y < g.height) {
+        const Ipp8u* top = g.src + y * step;
+        Ipp8u* d = g.dst + y * g.dstStep;
+        each_block(n, [&](int e) {
+            __m128i even = _mm_setzero_si128(), odd = even;
+            for (int r = 0; r < g.kh; ++r) rows.add(top + r * step + e, r, even, odd);
+            out(d + e, even, odd);
+        });
+    }
+}
+
+void narrow_grey(const Geometry& g, const Ipp32s* kernel, const Finish16& finish, TapPairs& pairs) {
+    const int taps = g.kw * g.kh;
+    const int per = (g.kw + 1) / 2;
+    for (int r = 0; r < g.kh; ++r)
+        for (int c = 0, j = 0; c < g.kw; c += 2, ++j) {
+            const int t = taps - 1 - (r * g.kw + c);  // kernel index of window (r, c)
+            pairs.w[r * per + j] = c + 1 == g.kw ? byte_pair(0, kernel[t]) : byte_pair(kernel[t], kernel[t - 1]);
+        }
+    switch (g.kw) {
+        case 3: narrow_grey_rows(g, GreyRows<3>{3, per, pairs.w}, finish); break;
+        case 5: narrow_grey_rows(g, GreyRows<5>{5, per, pairs.w}, finish); break;
+        case 7: narrow_grey_rows(g, GreyRows<7>{7, per, pairs.w}, finish); break;
+        default: narrow_grey_rows(g, GreyRows<0>{g.kw, per, pairs.w}, finish); break;
+    }
+}
+
+void narrow(const Geometry& g, const Ipp32s* kernel, const Divide& divide) {
+    TapPairs pairs;
+    const Finish16 finish(divide);
+    if (g.ch == 1 && g.kw >= 2 && int64_t{g.kh} * ((g.kw + 1) / 2) <= TapPairs::kMax) {
+        narrow_grey(g, kernel, finish, pairs);
+    } else {
+        pairs.window_order(g, kernel, byte_pair);
+        narrow_pairs(g, pairs, finish);
+    }
+}
+#endif
 #endif
 
 void int_dispatch(const Geometry& g, const Ipp32s* kernel, int divisor) {
     const Divide finish(divisor);
 #if defined(__SSE2__)
-    if (int64_t{g.kw} * g.kh <= 1024) {
+    const int64_t taps = int64_t{g.kw} * g.kh;
+    if (int64_t{g.width} * g.ch >= 16 && taps <= 2 * TapPairs::kMax) {
+        const Range range = weight_range(kernel, taps);
+#if defined(__SSSE3__)
+        if (range == Range::Narrow) {
+            narrow(g, kernel, finish);
+            return;
+        }
+#endif
+        if (range != Range::Wide) {
+            short_pairs(g, kernel, finish);
+            return;
+        }
+    }
+    if (taps <= 1024) {
         int_vector(g, kernel, finish);
         return;
     }

@@ -2,7 +2,9 @@
 //
 // Each source row is filtered horizontally once into row buffers; the
 // vertical pass combines a ring of those rows. Sums are exact integers, so
-// the vector and scalar paths agree trivially.
+// the vector and scalar paths agree trivially. With 256-bit float vectors the
+// 5x5 mask runs vertical-first in single precision instead, where the sums are
+// still exact integers and the one rounding provably matches (see there).
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -12,8 +14,14 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__SSSE3__)
+#include <tmmintrin.h>
+#endif
 #if defined(__SSE4_1__)
 #include <smmintrin.h>
+#endif
+#if defined(__AVX__)
+#include <immintrin.h>
 #endif
 
 namespace qm::QM_SET {
@@ -45,10 +53,6 @@ inline void widen8(__m128i v, __m128i& lo, __m128i& hi) {
     const __m128i z = _mm_setzero_si128();
     lo = _mm_unpacklo_epi8(v, z);
     hi = _mm_unpackhi_epi8(v, z);
-}
-// Four 32-bit results (each <= 255) x 4 -> 16 bytes.
-inline __m128i pack32(__m128i a, __m128i b, __m128i c, __m128i d) {
-    return _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
 }
 #endif
 
@@ -129,7 +133,29 @@ inline Ipp8u div571(int s) {
     return static_cast<Ipp8u>(((static_cast<Ipp32u>(s) + 286u) * 29382u) >> 24);
 }
 
-#if defined(__SSE2__)
+#if defined(__SSSE3__)
+// A, B and C of 16 samples, eight 16-bit lanes per half, read as unsigned.
+// Byte pairs (s[-2k], s[-k]), (s[k], s[2k]) and (s[0], s[0]) go through
+// byte x byte multiply-adds; no pair can reach the 16-bit saturation (the
+// largest, 255 x (64 + 63), is 32385), and C wraps as an unsigned lane.
+inline void hsum5x16(const Ipp8u* s, int k, __m128i (&out)[3][2]) {
+    const __m128i m2 = loadu(s - 2 * k), m1 = loadu(s - k), c0 = loadu(s), p1 = loadu(s + k), p2 = loadu(s + 2 * k);
+    const __m128i left[2] = {_mm_unpacklo_epi8(m2, m1), _mm_unpackhi_epi8(m2, m1)};
+    const __m128i right[2] = {_mm_unpacklo_epi8(p1, p2), _mm_unpackhi_epi8(p1, p2)};
+    const __m128i centre[2] = {_mm_unpacklo_epi8(c0, c0), _mm_unpackhi_epi8(c0, c0)};
+    auto w = [](int a, int b) { return _mm_set1_epi16(static_cast<short>((b << 8) | a)); };
+    for (int h = 0; h < 2; ++h) {
+        auto taps = [&](int w2, int w1, int c1, int c2) {
+            return _mm_add_epi16(_mm_add_epi16(_mm_maddubs_epi16(left[h], w(w2, w1)),
+                                               _mm_maddubs_epi16(right[h], w(w1, w2))),
+                                 _mm_maddubs_epi16(centre[h], w(c1, c2)));
+        };
+        out[0][h] = taps(2, 7, 6, 6);
+        out[1][h] = taps(7, 31, 26, 26);
+        out[2][h] = taps(12, 52, 64, 63);
+    }
+}
+#elif defined(__SSE2__)
 // A, B and C of 16 samples, eight 16-bit lanes per half, read as unsigned.
 inline void hsum5x16(const Ipp8u* s, int k, __m128i (&out)[3][2]) {
     __m128i m2[2], m1[2], c0[2], p1[2], p2[2];
@@ -150,27 +176,24 @@ inline void hsum5x16(const Ipp8u* s, int k, __m128i (&out)[3][2]) {
         out[2][h] = taps(12, 52, 127);
     }
 }
-
-inline __m128i div571x4(__m128i s) {
-    const __m128i t = _mm_add_epi32(s, _mm_set1_epi32(286));
-#if defined(__SSE4_1__)
-    // The product stays below 2^32, so the low half is the whole product.
-    return _mm_srli_epi32(_mm_mullo_epi32(t, _mm_set1_epi32(29382)), 24);
-#else
-    const __m128i m = _mm_set1_epi32(29382);
-    const __m128i even = _mm_srli_epi64(_mm_mul_epu32(t, m), 24);
-    const __m128i odd = _mm_srli_epi64(_mm_mul_epu32(_mm_srli_epi64(t, 32), m), 24);
-    return _mm_or_si128(even, _mm_slli_epi64(odd, 32));
 #endif
-}
 
-// Sum of three unsigned 16-bit vectors in 32-bit lanes: low and high four.
-inline void add3wide(__m128i x, __m128i y, __m128i z, __m128i& lo, __m128i& hi) {
-    const __m128i zero = _mm_setzero_si128();
-    lo = _mm_add_epi32(_mm_add_epi32(_mm_unpacklo_epi16(x, zero), _mm_unpacklo_epi16(y, zero)),
-                       _mm_unpacklo_epi16(z, zero));
-    hi = _mm_add_epi32(_mm_add_epi32(_mm_unpackhi_epi16(x, zero), _mm_unpackhi_epi16(y, zero)),
-                       _mm_unpackhi_epi16(z, zero));
+#if defined(__SSE2__)
+// Eight results of ((S + 286) x 29382) >> 24 for S = aa + b1 + b3 + c, in
+// 16-bit lanes. The product is summed from signed 16x16 multiply-adds:
+// aa <= 15300 and b1, b3 <= 32640 fit a signed lane, c (up to 65025) enters
+// as c - 32768 and the 32768 x 29382 joins the constant. Each multiply-add
+// stays within 31 bits; their sum, the whole product, stays below 2^32 and
+// wraps nowhere before the logical shift.
+inline __m128i div571x8(__m128i aa, __m128i b1, __m128i b3, __m128i c) {
+    const __m128i k = _mm_set1_epi16(29382);
+    const __m128i bias = _mm_set1_epi32((286 + 32768) * 29382);
+    const __m128i cs = _mm_xor_si128(c, _mm_set1_epi16(static_cast<short>(0x8000)));
+    const __m128i lo = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(aa, b1), k),
+                                                   _mm_madd_epi16(_mm_unpacklo_epi16(b3, cs), k)), bias);
+    const __m128i hi = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(aa, b1), k),
+                                                   _mm_madd_epi16(_mm_unpackhi_epi16(b3, cs), k)), bias);
+    return _mm_packs_epi32(_mm_srli_epi32(lo, 24), _mm_srli_epi32(hi, 24));
 }
 #endif
 
@@ -231,18 +254,14 @@ void gauss5(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi
         for (; i + 16 <= n; i += 16) {
             __m128i v[3][2];
             hsum5x16(s + i, k, v);
-            __m128i r[4];
+            __m128i r[2];
             for (int h = 0; h < 2; ++h) {
                 const int j = i + 8 * h;
-                // A + A' <= 15300 and B + B' <= 65280 still fit 16 bits.
+                // A + A' <= 15300 fits 16 bits.
                 const __m128i aa = _mm_add_epi16(loadu(A0 + j), v[0][h]);
-                const __m128i bb = _mm_add_epi16(loadu(B1 + j), loadu(B3 + j));
-                __m128i lo, hi;
-                add3wide(aa, bb, loadu(C2 + j), lo, hi);
-                r[2 * h] = div571x4(lo);
-                r[2 * h + 1] = div571x4(hi);
+                r[h] = div571x8(aa, loadu(B1 + j), loadu(B3 + j), loadu(C2 + j));
             }
-            storeu(d + i, pack32(r[0], r[1], r[2], r[3]));
+            storeu(d + i, _mm_packus_epi16(r[0], r[1]));
             storeu(A0 + i, v[0][0]);
             storeu(A0 + i + 8, v[0][1]);
             storeu(B0 + i, v[1][0]);
@@ -261,6 +280,116 @@ void gauss5(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi
     }
 }
 
+#if defined(__AVX__)
+// 5x5 in single precision, eight samples per step. Every sum is an integer
+// below 2^24, so it is exact; only the division rounds, and it rounds right:
+// S x fl(1/571) + 0.5 is within 5e-5 of S / 571 + 0.5 (three roundings of
+// at most one unit in 2^24 of values below 256, in any rounding mode), while
+// S / 571, 571 being odd, is never nearer than 0.5 / 571 to a half.
+// Truncating it is S / 571 rounded to nearest, as the integer rule gives.
+//
+// The mask is symmetric, so its columns are A, B, C too: each output row
+// first sums its five source rows vertically with the weights of A, B and C,
+// then adds
+//   vA(x - 2k) + vB(x - k) + vC(x) + vB(x + k) + vA(x + 2k).
+// The image goes in vertical strips whose five float source rows (each
+// converted once, reaching 2k samples beyond the strip on both sides) stay
+// in the first-level cache.
+constexpr int kStrip = 768;  // samples
+constexpr int kAhead = 6;    // rows
+
+inline __m256 bytes8(const Ipp8u* s) {
+    const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(s));
+    const __m128i lo = _mm_cvtepu8_epi32(b), hi = _mm_cvtepu8_epi32(_mm_srli_si128(b, 4));
+    return _mm256_cvtepi32_ps(_mm256_insertf128_si256(_mm256_castsi128_si256(lo), hi, 1));
+}
+
+// Runs vec(i) over 8-sample blocks of [0, n), n >= 8, the last one shifted
+// back to end at n.
+template <typename Vec>
+inline void each_eight(int n, Vec&& vec) {
+    int i = 0;
+    for (; i + 8 <= n; i += 8) vec(i);
+    if (i < n) vec(n - 8);
+}
+
+// Samples s0 .. s0 + m - 1 of every row, 16 <= m <= kStrip; `ring` holds five
+// rows of m + 4k floats.
+void gauss5_strip(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int height, int k, int s0, int m,
+                  float* ring) {
+    const int h = 2 * k;
+    const int len = m + 2 * h;
+    // r[i] holds source row y - 2 + i.
+    float* r[5];
+    for (int i = 0; i < 5; ++i) r[i] = ring + static_cast<ptrdiff_t>(i) * len;
+    auto convert = [&](int row, float* d) {
+        const Ipp8u* s = src + static_cast<ptrdiff_t>(row) * srcStep + s0 - h;
+        each_eight(len, [&](int i) { _mm256_storeu_ps(d + i, bytes8(s + i)); });
+    };
+    alignas(32) float vA[kStrip + 12], vB[kStrip + 12], vC[kStrip + 12];
+    const __m256 w2 = _mm256_set1_ps(2), w7 = _mm256_set1_ps(7), w12 = _mm256_set1_ps(12), w31 = _mm256_set1_ps(31),
+                 w52 = _mm256_set1_ps(52), w127 = _mm256_set1_ps(127);
+    const __m256 recip = _mm256_set1_ps(1.0f / 571.0f), half = _mm256_set1_ps(0.5f);
+    for (int i = 0; i < 4; ++i) convert(i - 2, r[i]);
+    for (int y = 0; y < height; ++y) {
+        // The strip is a short piece of each long row: fetch a few rows ahead.
+        if (y + kAhead < height) {
+            const Ipp8u* in = src + static_cast<ptrdiff_t>(y + 2 + kAhead) * srcStep + s0 - h;
+            Ipp8u* out = dst + static_cast<ptrdiff_t>(y + kAhead) * dstStep + s0;
+            for (int b = 0; b < len; b += 64) _mm_prefetch(reinterpret_cast<const char*>(in + b), _MM_HINT_T0);
+            _mm_prefetch(reinterpret_cast<const char*>(in + len - 1), _MM_HINT_T0);
+            for (int b = 0; b < m; b += 64) _mm_prefetch(reinterpret_cast<const char*>(out + b), _MM_HINT_T0);
+            _mm_prefetch(reinterpret_cast<const char*>(out + m - 1), _MM_HINT_T0);
+        }
+        const float *r0 = r[0], *r1 = r[1], *r2 = r[2], *r3 = r[3];
+        float* r4 = r[4];
+        const Ipp8u* newest = src + static_cast<ptrdiff_t>(y + 2) * srcStep + s0 - h;
+        // Column sums; index j is sample s0 - 2k + j. The newest row is
+        // converted on the way.
+        each_eight(len, [&](int j) {
+            const __m256 n = bytes8(newest + j);
+            _mm256_storeu_ps(r4 + j, n);
+            const __m256 f2 = _mm256_add_ps(_mm256_loadu_ps(r0 + j), n);
+            const __m256 f1 = _mm256_add_ps(_mm256_loadu_ps(r1 + j), _mm256_loadu_ps(r3 + j));
+            const __m256 f0 = _mm256_loadu_ps(r2 + j);
+            auto taps = [&](__m256 a, __m256 b, __m256 c) {
+                return _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(f2, a), _mm256_mul_ps(f1, b)), _mm256_mul_ps(f0, c));
+            };
+            _mm256_storeu_ps(vA + j, taps(w2, w7, w12));
+            _mm256_storeu_ps(vB + j, taps(w7, w31, w52));
+            _mm256_storeu_ps(vC + j, taps(w12, w52, w127));
+        });
+        auto eight = [&](int t) {
+            const __m256 sum = _mm256_add_ps(
+                _mm256_add_ps(_mm256_add_ps(_mm256_loadu_ps(vA + t), _mm256_loadu_ps(vA + t + 2 * h)),
+                              _mm256_add_ps(_mm256_loadu_ps(vB + t + k), _mm256_loadu_ps(vB + t + 3 * k))),
+                _mm256_loadu_ps(vC + t + h));
+            const __m256i q = _mm256_cvttps_epi32(_mm256_add_ps(_mm256_mul_ps(sum, recip), half));
+            return _mm_packs_epi32(_mm256_castsi256_si128(q), _mm256_extractf128_si256(q, 1));
+        };
+        Ipp8u* d = dst + static_cast<ptrdiff_t>(y) * dstStep + s0;
+        auto sixteen = [&](int t) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + t), _mm_packus_epi16(eight(t), eight(t + 8)));
+        };
+        int t = 0;
+        for (; t + 16 <= m; t += 16) sixteen(t);
+        if (t < m) sixteen(m - 16);
+        std::rotate(r, r + 1, r + 5);
+    }
+}
+
+// Rows of at least 16 samples.
+void gauss5_float(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, int k, float* ring) {
+    const int n = roi.width * k;
+    for (int s0 = 0; s0 < n; s0 += kStrip) {
+        int m = std::min(kStrip, n - s0);
+        int start = s0;
+        if (m < 16) start = n - 16, m = 16;  // a short last strip overlaps the one before
+        gauss5_strip(src, srcStep, dst, dstStep, roi.height, k, start, m, ring);
+    }
+}
+#endif
+
 IppStatus gauss_entry(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, int maskCode,
                       int k) {
     if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
@@ -272,11 +401,16 @@ IppStatus gauss_entry(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, 
     // failed allocation rather than wrapped.
     const int64_t bytes = int64_t{rows} * roi.width * k * 4;
     if (bytes > INT_MAX) return ippStsMemAllocErr;
-    // Sized for 32-bit row values; the rows use 16-bit lanes of it.
+    // Sized for 32-bit row values; the rows use 16-bit lanes of it (the
+    // float 5x5 keeps the five source rows of a strip there).
     void* buf = ::ippMalloc(static_cast<int>(bytes));
     if (buf == nullptr) return ippStsMemAllocErr;
     if (maskCode == 33)
         gauss3(pSrc, srcStep, pDst, dstStep, roi, k, buf);
+#if defined(__AVX__)
+    else if (roi.width * k >= 16)  // five float rows of a strip fit the buffer
+        gauss5_float(pSrc, srcStep, pDst, dstStep, roi, k, static_cast<float*>(buf));
+#endif
     else
         gauss5(pSrc, srcStep, pDst, dstStep, roi, k, buf);
     ::ippFree(buf);

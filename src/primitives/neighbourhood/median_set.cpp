@@ -17,6 +17,12 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__SSSE3__)
+#include <tmmintrin.h>
+#endif
+#if defined(__SSE4_1__)
+#include <smmintrin.h>
+#endif
 
 namespace qm::QM_SET {
 namespace {
@@ -275,6 +281,7 @@ IppStatus median_entry(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep,
 
 // ---- Vector median ------------------------------------------------------------------
 
+#if !defined(__SSE2__)
 inline int l1(const Ipp8u* a, const Ipp8u* b) {
     return std::abs(a[0] - b[0]) + std::abs(a[1] - b[1]) + std::abs(a[2] - b[2]);
 }
@@ -300,77 +307,306 @@ void vector_median_pixel(const Ipp8u* topLeft, int srcStep, Ipp8u* d, int m, int
         if (total[t] < total[best]) best = t;
     std::memcpy(d + 3 * static_cast<ptrdiff_t>(x), candidate(topLeft, srcStep, m, x, best), 3);
 }
+#else
+inline __m128i absdiff16(__m128i a, __m128i b) {
+#if defined(__SSSE3__)
+    return _mm_abs_epi16(_mm_sub_epi16(a, b));
+#else
+    return _mm_or_si128(_mm_subs_epu16(a, b), _mm_subs_epu16(b, a));
+#endif
+}
 
-#if defined(__SSE2__)
-// Sixteen outputs at once. The band's pixels are split into channel planes;
-// the pairwise distances are summed in 16-bit lanes (at most 24 x 765).
+// Lanes of `a` where mask is set, of `b` elsewhere.
+inline __m128i select16(__m128i mask, __m128i a, __m128i b) {
+#if defined(__SSE4_1__)
+    return _mm_blendv_epi8(b, a, mask);
+#else
+    return _mm_or_si128(_mm_and_si128(mask, a), _mm_andnot_si128(mask, b));
+#endif
+}
+
+// f(integral_constant<int, I>) for I = 0 .. N - 1, unrolled.
+template <typename F, int... I>
+inline void unrolled(F&& f, std::integer_sequence<int, I...>) {
+    (f(std::integral_constant<int, I>{}), ...);
+}
+template <int N, typename F>
+inline void unrolled(F&& f) {
+    unrolled(f, std::make_integer_sequence<int, N>{});
+}
+
+// The totals share their work between windows. Every distance between two
+// pixels that can meet in one neighbourhood (at most M - 1 apart in both
+// directions) is computed once. For a candidate P, the distances to its
+// (2M - 1) x (2M - 1) surroundings form a table; the total of P in the window
+// where it sits at (i, j) is the sum of the M x M block of that table that the
+// window covers, and the M x M blocks come from running sums along rows, then
+// columns. All sums are exact 16-bit integers (at most 24 x 765), so the
+// candidates compare exactly as in the direct definition.
+//
+// Work goes in vertical strips, eight candidates or outputs per vector:
+//   - each source row becomes three 16-bit planes (a ring of M rows);
+//   - for source row Y, the distances from its pixels to the pixels at
+//     (dy, dx) with dy > 0, or dy = 0 and dx > 0, are stored; the other half
+//     of a table are the same distances seen from the other end, stored by
+//     earlier rows (or this one);
+//   - the block sums of row Y's candidates go to one array per (i, j);
+//   - the outputs of rows Y - M + 1 .. Y visit candidate row i = Y - y, in
+//     order j = 0 .. M - 1, so every output sees its candidates in row-major
+//     order and a strict less-than keeps the earliest of equal totals.
+// The buffers have margins, so vectors may run past the strip; values
+// computed there belong to no output inside the image and are never read
+// for one.
 template <int M>
-void vector_median_rows(const Ipp8u* topLeft, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi) {
-    constexpr int N = M * M;
-    constexpr int kStrip = 256;
-    alignas(16) Ipp8u plane[3][M][kStrip + M];
-    const __m128i zero = _mm_setzero_si128();
-    for (int y = 0; y < roi.height; ++y) {
-        const Ipp8u* band = topLeft + static_cast<ptrdiff_t>(y) * srcStep;
-        Ipp8u* d = dst + static_cast<ptrdiff_t>(y) * dstStep;
-        for (int x0 = 0; x0 < roi.width; x0 += kStrip) {
-            const int len = std::min(kStrip, roi.width - x0);
-            if (len < 16) {
-                for (int x = x0; x < x0 + len; ++x) vector_median_pixel(band, srcStep, d, M, x);
-                continue;
-            }
-            for (int r = 0; r < M; ++r) {
-                const Ipp8u* s = band + static_cast<ptrdiff_t>(r) * srcStep + 3 * static_cast<ptrdiff_t>(x0);
-                for (int i = 0; i < len + M - 1; ++i) {
-                    plane[0][r][i] = s[3 * i];
-                    plane[1][r][i] = s[3 * i + 1];
-                    plane[2][r][i] = s[3 * i + 2];
-                }
-            }
-            auto block = [&](int i) {
-                __m128i px[3][N];
-                for (int t = 0; t < N; ++t)
-                    for (int c = 0; c < 3; ++c)
-                        px[c][t] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&plane[c][t / M][i + t % M]));
-                __m128i sumLo[N], sumHi[N];
-                for (int t = 0; t < N; ++t) sumLo[t] = sumHi[t] = zero;
-                for (int a = 0; a < N; ++a)
-                    for (int b = a + 1; b < N; ++b) {
-                        __m128i lo16 = zero, hi16 = zero;
-                        for (int c = 0; c < 3; ++c) {
-                            const __m128i ad = _mm_or_si128(_mm_subs_epu8(px[c][a], px[c][b]),
-                                                            _mm_subs_epu8(px[c][b], px[c][a]));
-                            lo16 = _mm_add_epi16(lo16, _mm_unpacklo_epi8(ad, zero));
-                            hi16 = _mm_add_epi16(hi16, _mm_unpackhi_epi8(ad, zero));
-                        }
-                        sumLo[a] = _mm_add_epi16(sumLo[a], lo16);
-                        sumLo[b] = _mm_add_epi16(sumLo[b], lo16);
-                        sumHi[a] = _mm_add_epi16(sumHi[a], hi16);
-                        sumHi[b] = _mm_add_epi16(sumHi[b], hi16);
-                    }
-                __m128i bestLo = sumLo[0], bestHi = sumHi[0], idxLo = zero, idxHi = zero;
-                for (int t = 1; t < N; ++t) {
-                    const __m128i tv = _mm_set1_epi16(static_cast<short>(t));
-                    const __m128i ltLo = _mm_cmplt_epi16(sumLo[t], bestLo);
-                    const __m128i ltHi = _mm_cmplt_epi16(sumHi[t], bestHi);
-                    bestLo = _mm_min_epi16(bestLo, sumLo[t]);
-                    bestHi = _mm_min_epi16(bestHi, sumHi[t]);
-                    idxLo = _mm_or_si128(_mm_andnot_si128(ltLo, idxLo), _mm_and_si128(ltLo, tv));
-                    idxHi = _mm_or_si128(_mm_andnot_si128(ltHi, idxHi), _mm_and_si128(ltHi, tv));
-                }
-                alignas(16) Ipp16s idx[16];
-                _mm_store_si128(reinterpret_cast<__m128i*>(idx), idxLo);
-                _mm_store_si128(reinterpret_cast<__m128i*>(idx + 8), idxHi);
-                for (int j = 0; j < 16; ++j) {
-                    const int x = x0 + i + j;
-                    std::memcpy(d + 3 * static_cast<ptrdiff_t>(x), candidate(band, srcStep, M, x, idx[j]), 3);
-                }
-            };
-            int i = 0;
-            for (; i + 16 <= len; i += 16) block(i);
-            if (i < len) block(len - 16);
+class VectorMedianStrips {
+public:
+    static constexpr int R = M - 1;                         // reach
+    static constexpr int W = 2 * R + 1;                     // table side
+    static constexpr int kStrip = M == 3 ? 248 : 120;       // outputs per strip
+    static constexpr int kCols = (kStrip + R + 7) / 8 * 8;  // candidate columns per strip
+    static constexpr int kPad = 8;                          // array index of the strip's first column
+    static constexpr int kLen = kCols + 2 * kPad;
+
+    // Stored distances: dy = 0 with dx = 1..R, and dy = 1..R with
+    // dx = -R..R. The arrays of offset dy are needed until row Y + dy, so
+    // they keep a ring of dy + 1 slots.
+    static constexpr int arrays_of(int dy) { return dy == 0 ? R : W; }
+    static constexpr int array_of(int dy, int dx) { return dy == 0 ? dx - 1 : dx + R; }
+    static constexpr int ring_base(int dy) {
+        int b = 0;
+        for (int k = 0; k < dy; ++k) b += arrays_of(k) * (k + 1);
+        return b;
+    }
+    static constexpr int kArrays = ring_base(M);
+
+    VectorMedianStrips(const Ipp8u* topLeft, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi)
+        : src_(topLeft), srcStep_(srcStep), dst_(dst), dstStep_(dstStep), roi_(roi) {
+        for (int t = 0; t < M * M; ++t) {
+            offset_[t] = static_cast<ptrdiff_t>(t / M) * srcStep_ + 3 * (t % M);
+            candidate_[t] = _mm_set1_epi16(static_cast<int16_t>(t));
         }
     }
+
+    void run() {
+        for (int x0 = 0; x0 < roi_.width; x0 += kStrip) strip(x0, std::min(kStrip, roi_.width - x0));
+    }
+
+private:
+    const Ipp8u* src_;
+    ptrdiff_t srcStep_;
+    Ipp8u* dst_;
+    ptrdiff_t dstStep_;
+    IppiSize roi_;
+    ptrdiff_t offset_[M * M];  // candidate t relative to the neighbourhood's top-left
+    __m128i candidate_[M * M];
+
+#if defined(__SSSE3__)
+    // Ring of source rows: channels 0 and 1 as byte pairs, channel 2 as
+    // 16-bit values, so a distance takes one byte difference for two channels.
+    struct Planes {
+        alignas(16) Ipp8u pair[2 * kLen];
+        alignas(16) int16_t third[kLen];
+    };
+#else
+    struct Planes {  // ring of source rows, one 16-bit plane per channel
+        alignas(16) int16_t c[3][kLen];
+    };
+#endif
+    Planes plane_[M];
+    alignas(16) int16_t dist_[kArrays][kLen];
+    alignas(16) int16_t total_[M * M][kLen];  // [i * M + j]
+    alignas(16) int16_t best_[M][kStrip + 8];
+    alignas(16) int16_t index_[M][kStrip + 8];
+    alignas(16) Ipp8u out_[3 * kStrip + 4];
+
+    // Per row: the planes of rows Y .. Y + R, the slots row Y writes and the
+    // slots rows Y - k wrote for offset k.
+    const Planes* rowPlanes_[M];
+    int16_t* slotNow_[M];
+    const int16_t* slotOld_[M];
+
+    static __m128i at(const int16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+    static void put(int16_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+
+    // Source row Y of the strip into its planes (zeros beyond the image).
+    void load_row(int Y, int x0, int cols) {
+        Planes& p = plane_[Y % M];
+        if (Y >= roi_.height + R) {
+            std::memset(&p, 0, sizeof p);
+            return;
+        }
+        const Ipp8u* s = src_ + static_cast<ptrdiff_t>(Y) * srcStep_ + 3 * static_cast<ptrdiff_t>(x0);
+        for (int x = 0; x < cols; ++x) {
+#if defined(__SSSE3__)
+            p.pair[2 * (kPad + x)] = s[3 * x];
+            p.pair[2 * (kPad + x) + 1] = s[3 * x + 1];
+            p.third[kPad + x] = s[3 * x + 2];
+#else
+            p.c[0][kPad + x] = s[3 * x];
+            p.c[1][kPad + x] = s[3 * x + 1];
+            p.c[2][kPad + x] = s[3 * x + 2];
+#endif
+        }
+    }
+
+    void set_row(int Y) {
+        for (int dy = 0; dy <= R; ++dy) {
+            rowPlanes_[dy] = &plane_[(Y + dy) % M];
+            const int n = dy + 1;
+            slotNow_[dy] = dist_[ring_base(dy) + (Y % n) * arrays_of(dy)];
+            // Row Y - dy sits in slot (Y - dy) mod (dy + 1) = (Y + 1) mod (dy + 1).
+            slotOld_[dy] = dist_[ring_base(dy) + ((Y + 1) % n) * arrays_of(dy)];
+        }
+    }
+
+    // Row Y's half of the distance tables.
+    void distances() {
+        const Planes& p = *rowPlanes_[0];
+        for (int o = kPad; o < kPad + kCols; o += 8) {
+#if defined(__SSSE3__)
+            const __m128i a01 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p.pair + 2 * o));
+            const __m128i a2 = at(p.third + o);
+            const __m128i ones = _mm_set1_epi8(1);
+            auto distance = [&](const Planes& q, int at_o) {
+                const __m128i b01 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q.pair + 2 * at_o));
+                const __m128i d01 = _mm_or_si128(_mm_subs_epu8(a01, b01), _mm_subs_epu8(b01, a01));
+                return _mm_add_epi16(_mm_maddubs_epi16(d01, ones), absdiff16(a2, at(q.third + at_o)));
+            };
+#else
+            const __m128i a0 = at(p.c[0] + o), a1 = at(p.c[1] + o), a2 = at(p.c[2] + o);
+            auto distance = [&](const Planes& q, int at_o) {
+                return _mm_add_epi16(_mm_add_epi16(absdiff16(a0, at(q.c[0] + at_o)), absdiff16(a1, at(q.c[1] + at_o))),
+                                     absdiff16(a2, at(q.c[2] + at_o)));
+            };
+#endif
+            unrolled<M>([&](auto dyc) {
+                constexpr int dy = dyc;
+                const Planes& q = *rowPlanes_[dy];
+                int16_t* const out = slotNow_[dy] + o;
+                unrolled<arrays_of(dy)>([&](auto n) {
+                    constexpr int dx = dy == 0 ? n + 1 : n - R;
+                    put(out + array_of(dy, dx) * kLen, distance(q, o + dx));
+                });
+            });
+        }
+    }
+
+    // Block sums of row Y's candidates.
+    void totals() {
+        for (int o = kPad; o < kPad + kCols; o += 8) {
+            // Table entry (dy, dx) of the eight candidates at o.
+            auto table = [&](auto dyc, auto dxc) {
+                constexpr int dy = dyc, dx = dxc;
+                if constexpr (dy > 0 || (dy == 0 && dx > 0))
+                    return at(slotNow_[dy] + array_of(dy, dx) * kLen + o);
+                else  // seen from the other pixel, stored by row Y + dy
+                    return at(slotOld_[-dy] + array_of(-dy, -dx) * kLen + o + dx);
+            };
+            // h[dy + R]: row dy's sum over the columns of window column j,
+            // slid along as j grows (column j covers dx = -j .. R - j).
+            __m128i h[W];
+            auto emit = [&](auto j) {  // block sums down the rows: window row i covers dy = -i .. R - i
+                __m128i s = h[R];
+                unrolled<R>([&](auto k) { s = _mm_add_epi16(s, h[R + k + 1]); });
+                put(total_[j] + o, s);
+                unrolled<R>([&](auto k) {
+                    constexpr int i = k + 1;
+                    s = _mm_sub_epi16(_mm_add_epi16(s, h[R - i]), h[2 * R + 1 - i]);
+                    put(total_[i * M + j] + o, s);
+                });
+            };
+            unrolled<W>([&](auto r) {
+                constexpr int dy = r - R;
+                // The centre adds nothing.
+                __m128i s = dy == 0 ? table(std::integral_constant<int, 0>{}, std::integral_constant<int, 1>{})
+                                    : table(std::integral_constant<int, dy>{}, std::integral_constant<int, 0>{});
+                unrolled<R>([&](auto k) {
+                    constexpr int dx = k + 1;
+                    if constexpr (!(dy == 0 && dx == 1))
+                        s = _mm_add_epi16(s, table(std::integral_constant<int, dy>{}, std::integral_constant<int, dx>{}));
+                });
+                h[r] = s;
+            });
+            emit(std::integral_constant<int, 0>{});
+            unrolled<R>([&](auto k) {
+                constexpr int j = k + 1;
+                unrolled<W>([&](auto r) {
+                    constexpr int dy = r - R;
+                    h[r] = _mm_sub_epi16(
+                        _mm_add_epi16(h[r], table(std::integral_constant<int, dy>{}, std::integral_constant<int, -j>{})),
+                        table(std::integral_constant<int, dy>{}, std::integral_constant<int, R - j + 1>{}));
+                });
+                emit(std::integral_constant<int, j>{});
+            });
+        }
+    }
+
+    // Candidate row i of output row y = Y - i; the last one writes the row.
+    void choose(int y, int i, int x0, int width) {
+        int16_t* best = best_[y % M];
+        int16_t* index = index_[y % M];
+        const int16_t* tot = total_[i * M];
+        const __m128i* cand = candidate_ + i * M;
+        for (int x = 0; x < width; x += 8) {
+            const int o = kPad + x;
+            __m128i b, t;
+            if (i == 0) {
+                b = at(tot + o);
+                t = _mm_setzero_si128();
+            } else {
+                b = at(best + x);
+                t = at(index + x);
+                const __m128i c = at(tot + o);
+                const __m128i lt = _mm_cmpgt_epi16(b, c);
+                b = _mm_min_epi16(b, c);
+                t = select16(lt, cand[0], t);
+            }
+            unrolled<R>([&](auto k) {
+                constexpr int j = k + 1;
+                const __m128i c = at(tot + j * kLen + o + j);
+                const __m128i lt = _mm_cmpgt_epi16(b, c);
+                b = _mm_min_epi16(b, c);
+                t = select16(lt, cand[j], t);
+            });
+            put(best + x, b);
+            put(index + x, t);
+        }
+        if (i < R) return;
+        const Ipp8u* s = src_ + static_cast<ptrdiff_t>(y) * srcStep_ + 3 * static_cast<ptrdiff_t>(x0);
+        Ipp8u* d = dst_ + static_cast<ptrdiff_t>(y) * dstStep_ + 3 * static_cast<ptrdiff_t>(x0);
+        // Gathered four bytes at a time into a row of our own (the fourth
+        // byte is the next pixel's, read inside the next neighbourhood and
+        // overwritten), then copied out whole. The row's last pixel reads
+        // three.
+        const int last = x0 + width == roi_.width ? width - 1 : width;
+        int x = 0;
+        for (; x < last; ++x, s += 3) std::memcpy(out_ + 3 * x, s + offset_[index[x]], 4);
+        if (x < width) std::memcpy(out_ + 3 * x, s + offset_[index[x]], 3);
+        std::memcpy(d, out_, 3 * static_cast<size_t>(width));
+    }
+
+    void strip(int x0, int width) {
+        std::memset(dist_, 0, sizeof dist_);
+        std::memset(plane_, 0, sizeof plane_);
+        const int cols = width + R;
+        for (int Y = 0; Y < R; ++Y) load_row(Y, x0, cols);
+        for (int Y = 0; Y < roi_.height + R; ++Y) {
+            load_row(Y + R, x0, cols);
+            set_row(Y);
+            distances();
+            totals();
+            for (int i = 0; i <= R; ++i) {
+                const int y = Y - i;
+                if (y >= 0 && y < roi_.height) choose(y, i, x0, width);
+            }
+        }
+    }
+};
+
+template <int M>
+void vector_median_rows(const Ipp8u* topLeft, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi) {
+    VectorMedianStrips<M> work(topLeft, srcStep, dst, dstStep, roi);  // about 50 KB of stack at most
+    work.run();
 }
 #endif
 
