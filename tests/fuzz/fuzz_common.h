@@ -87,7 +87,6 @@ inline void expect(bool ok, const char* what, int status = 0) {
 // only passed where the call must refuse them before touching memory.
 inline constexpr int kMaxSide = 48;
 
-
 // ---- Image extents, row steps, special values ------------------------------
 // Used by the colour, bilateral, noise-reduction and geometry harnesses.
 
@@ -114,9 +113,9 @@ inline constexpr int64_t kMaxBytes = int64_t{1} << 22;
 inline constexpr int64_t kMaxPixels = int64_t{1} << 16;
 inline bool too_big(int64_t w, int64_t h) { return w * h > kMaxPixels; }
 
+// An exactly-sized block for an extent; Extent{1, 0} (one byte) serves
+// calls that must be refused before they touch the image.
 inline Block make_block(const Extent& e, uint32_t seed) { return Block(size_t(e.bytes), size_t(e.before), seed); }
-// One byte: for calls that must be refused before they touch the image.
-inline Block tiny_block(uint32_t seed) { return Block(1, 0, seed); }
 
 // A width as size() draws it, sometimes up to `big` to reach the code that
 // works on long rows in pieces.
