@@ -135,6 +135,20 @@ TEST(AllocationFailure, EveryAllocationOfEveryPathInTurn) {
     }
 }
 
+// The scratch allocator sizes blocks as a 32-bit product: pages beyond that
+// get no scratch (result 0, nothing written) instead of a wrapped block.
+TEST(AllocationFailure, PagesBeyondTwoGigabytesGetNoScratch) {
+    std::vector<Ipp8u> src(64, 1), dst(64, 2);
+    const int w = 1 << 28, h = 4;  // 3 GB per colour page
+    qmtest::AllocProbe probe;
+    EXPECT_EQ(DeosConvRGB(src.data(), dst.data(), w, h, 0, 2, 3), 0u);
+    EXPECT_EQ(DeosNrRGB(src.data(), dst.data(), w, h, 1, 3), 0u);
+    EXPECT_EQ(DeosNrIndividualRGB(src.data(), dst.data(), w, h, 1, 3, 1, 3, 1, 3), 0u);
+    EXPECT_EQ(DeosNrYUV(src.data(), dst.data(), w, h, 1, 3, 1, 3), 0u);
+    EXPECT_EQ(probe.calls(), 0);
+    EXPECT_EQ(dst, std::vector<Ipp8u>(64, 2));
+}
+
 TEST(AllocationFailure, AllocatorsReturnNull) {
     int step = -1;
     const std::vector<std::function<void*()>> allocators = {

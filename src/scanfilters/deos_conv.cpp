@@ -6,6 +6,7 @@
 
 #include "frame/frame.h"
 #include "scanfilters/kernel_tables.h"
+#include "scanfilters/scratch.h"
 
 namespace qm {
 namespace {
@@ -35,10 +36,6 @@ Interior interior(int width, int height, Ipp32u radius, int bpp) {
     return in;
 }
 
-// Row step of a packed colour image: 3 x width formed in 32 bits as the
-// callers' own arithmetic does, wrapping (not overflowing) for absurd widths,
-// which the primitives then refuse by their region or step checks.
-int colour_step(int width) { return static_cast<int>(3u * static_cast<uint32_t>(width)); }
 
 // Pixel (r, r); left alone when nothing will be read, so that a null image
 // still reaches the primitive as null and a huge radius forms no wild pointer.
@@ -52,8 +49,8 @@ P at_interior(P p, const Interior& in) {
 int planar_worker(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u radius, const float* k0,
                   const float* k1, const float* k2) {
     int step = 0;
-    Ipp8u* a = QM_VIA_SLOT(ippiMalloc_8u_C3)(width, height, &step);
-    Ipp8u* b = QM_VIA_SLOT(ippiMalloc_8u_C3)(width, height, &step);
+    Ipp8u* a = scratch_image(width, height, &step);
+    Ipp8u* b = scratch_image(width, height, &step);
     if (a == nullptr || b == nullptr) {
         QM_VIA_SLOT(ippiFree)(a);
         QM_VIA_SLOT(ippiFree)(b);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "frame/frame.h"
+#include "scanfilters/scratch.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ struct Scratch {
 
 Scratch alloc_scratch(int width, int height) {
     Scratch s;
-    s.base = QM_VIA_SLOT(ippiMalloc_8u_C3)(width, height, &s.step);
+    s.base = qm::scratch_image(width, height, &s.step);
     return s;
 }
 
@@ -61,12 +62,12 @@ void copy_or_filter(const Ipp8u* in, Ipp8u* out, int width, int height, Ipp32u m
 
 void split(const Ipp8u* src, const Scratch& s, int width, int height) {
     Ipp8u* const planes[3] = {s.plane(0, height), s.plane(1, height), s.plane(2, height)};
-    QM_VIA_SLOT(ippiCopy_8u_C3P3R)(src, 3 * width, planes, width, IppiSize{width, height});
+    QM_VIA_SLOT(ippiCopy_8u_C3P3R)(src, qm::colour_step(width), planes, width, IppiSize{width, height});
 }
 
 void join(const Scratch& s, Ipp8u* dst, int width, int height) {
     const Ipp8u* const planes[3] = {s.plane(0, height), s.plane(1, height), s.plane(2, height)};
-    QM_VIA_SLOT(ippiCopy_8u_P3C3R)(planes, width, dst, 3 * width, IppiSize{width, height});
+    QM_VIA_SLOT(ippiCopy_8u_P3C3R)(planes, width, dst, qm::colour_step(width), IppiSize{width, height});
 }
 
 // Runs body(in, out) between the split of src and the join into dst, with
@@ -122,8 +123,8 @@ Ipp32u DeosNrYUV(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mod
     if (levelY > 10 || levelUV > 10) return 2;
     if (width % 4 != 0) return 3;
     int stepA = 0, stepB = 0;
-    Ipp8u* const yuv = QM_VIA_SLOT(ippiMalloc_8u_C3)(width, height, &stepA);
-    Ipp8u* const result = QM_VIA_SLOT(ippiMalloc_8u_C3)(width, height, &stepB);
+    Ipp8u* const yuv = qm::scratch_image(width, height, &stepA);
+    Ipp8u* const result = qm::scratch_image(width, height, &stepB);
     const Scratch in = alloc_scratch(width, height);
     const Scratch out = alloc_scratch(width, height);
     // Only the plane images are tested, and the two interleaved ones stay
@@ -138,13 +139,13 @@ Ipp32u DeosNrYUV(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mod
         return 0;
     }
     const IppiSize roi{width, height};
-    QM_VIA_SLOT(ippiRGBToYUV_8u_C3R)(src, 3 * width, yuv, 3 * width, roi);
+    QM_VIA_SLOT(ippiRGBToYUV_8u_C3R)(src, qm::colour_step(width), yuv, qm::colour_step(width), roi);
     split(yuv, in, width, height);
     copy_or_filter(in.plane(0, height), out.plane(0, height), width, height, modeY, levelY);
     copy_or_filter(in.plane(1, height), out.plane(1, height), width, height, modeUV, levelUV);
     copy_or_filter(in.plane(2, height), out.plane(2, height), width, height, modeUV, levelUV);
     join(out, result, width, height);
-    QM_VIA_SLOT(ippiYUVToRGB_8u_C3R)(result, 3 * width, dst, 3 * width, roi);
+    QM_VIA_SLOT(ippiYUVToRGB_8u_C3R)(result, qm::colour_step(width), dst, qm::colour_step(width), roi);
     free_scratch(in);
     free_scratch(out);
     QM_VIA_SLOT(ippiFree)(yuv);
