@@ -1,0 +1,310 @@
+// Float lanes across destination pixels for the geometry kernels of one
+// implementation set: 8 lanes with AVX, 4 otherwise. Each lane does exactly
+// the float operations of the scalar code for its pixel, so every set keeps
+// the same bytes. Integer lane work stays in 128-bit halves (no 256-bit
+// integer instructions below AVX2).
+//
+// Selects are and/andnot/or: with AVX but no AVX2 the compiler may turn
+// blends of compare results into per-lane branches.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include <emmintrin.h>
+#if defined(__SSSE3__)
+#include <tmmintrin.h>
+#endif
+#if defined(__AVX__)
+#include <immintrin.h>
+#endif
+
+#include "frame/set.h"
+
+namespace qm::QM_SET::lanes {
+
+#if defined(__AVX__)
+inline constexpr int kLanes = 8;
+using VF = __m256;
+inline VF fset(float a) { return _mm256_set1_ps(a); }
+inline VF fload(const float* p) { return _mm256_loadu_ps(p); }
+inline void fstore(float* p, VF a) { _mm256_storeu_ps(p, a); }
+inline VF fadd(VF a, VF b) { return _mm256_add_ps(a, b); }
+inline VF fsub(VF a, VF b) { return _mm256_sub_ps(a, b); }
+inline VF fmul(VF a, VF b) { return _mm256_mul_ps(a, b); }
+inline VF fmax(VF a, VF b) { return _mm256_max_ps(a, b); }
+inline VF fmin(VF a, VF b) { return _mm256_min_ps(a, b); }
+inline VF fand(VF a, VF b) { return _mm256_and_ps(a, b); }
+inline VF fandnot(VF m, VF b) { return _mm256_andnot_ps(m, b); }
+inline VF f_or(VF a, VF b) { return _mm256_or_ps(a, b); }
+inline VF fge(VF a, VF b) { return _mm256_cmp_ps(a, b, _CMP_GE_OQ); }
+inline VF fle(VF a, VF b) { return _mm256_cmp_ps(a, b, _CMP_LE_OQ); }
+inline int fmask(VF m) { return _mm256_movemask_ps(m); }
+#else
+inline constexpr int kLanes = 4;
+using VF = __m128;
+inline VF fset(float a) { return _mm_set1_ps(a); }
+inline VF fload(const float* p) { return _mm_loadu_ps(p); }
+inline void fstore(float* p, VF a) { _mm_storeu_ps(p, a); }
+inline VF fadd(VF a, VF b) { return _mm_add_ps(a, b); }
+inline VF fsub(VF a, VF b) { return _mm_sub_ps(a, b); }
+inline VF fmul(VF a, VF b) { return _mm_mul_ps(a, b); }
+inline VF fmax(VF a, VF b) { return _mm_max_ps(a, b); }
+inline VF fmin(VF a, VF b) { return _mm_min_ps(a, b); }
+inline VF fand(VF a, VF b) { return _mm_and_ps(a, b); }
+inline VF fandnot(VF m, VF b) { return _mm_andnot_ps(m, b); }
+inline VF f_or(VF a, VF b) { return _mm_or_ps(a, b); }
+inline VF fge(VF a, VF b) { return _mm_cmpge_ps(a, b); }
+inline VF fle(VF a, VF b) { return _mm_cmple_ps(a, b); }
+inline int fmask(VF m) { return _mm_movemask_ps(m); }
+#endif
+
+inline constexpr int kHalves = kLanes / 4;
+inline constexpr int kAllLanes = (1 << kLanes) - 1;
+
+inline VF fselect(VF m, VF a, VF b) { return f_or(fand(m, a), fandnot(m, b)); }
+
+// Integer lanes, as 128-bit halves of four.
+struct VI {
+    __m128i h[kHalves];
+};
+inline VI iset(int a) {
+    VI r;
+    for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_set1_epi32(a);
+    return r;
+}
+inline VI iadd(const VI& a, const VI& b) {
+    VI r;
+    for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_add_epi32(a.h[k], b.h[k]);
+    return r;
+}
+inline VI ilt(const VI& a, const VI& b) {
+    VI r;
+    for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_cmplt_epi32(a.h[k], b.h[k]);
+    return r;
+}
+inline VI igt(const VI& a, const VI& b) {
+    VI r;
+    for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_cmpgt_epi32(a.h[k], b.h[k]);
+    return r;
+}
+inline VI iand(const VI& a, const VI& b) {
+    VI r;
+    for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_and_si128(a.h[k], b.h[k]);
+    return r;
+}
+inline VI i_or(const VI& a, const VI& b) {
+    VI r;
+    for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_or_si128(a.h[k], b.h[k]);
+    return r;
+}
+inline VI iselect(const VI& m, const VI& a, const VI& b) {
+    VI r;
+    for (int k = 0; k < kHalves; ++k)
+        r.h[k] = _mm_or_si128(_mm_and_si128(m.h[k], a.h[k]), _mm_andnot_si128(m.h[k], b.h[k]));
+    return r;
+}
+inline bool iany(const VI& m) {
+    __m128i a = m.h[0];
+    for (int k = 1; k < kHalves; ++k) a = _mm_or_si128(a, m.h[k]);
+    return _mm_movemask_epi8(a) != 0;
+}
+inline void istore(int* p, const VI& a) {
+    for (int k = 0; k < kHalves; ++k) _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 4 * k), a.h[k]);
+}
+
+// Integer lane masks (all ones or zero) as float masks.
+inline VF fmask_of(const VI& m) {
+#if defined(__AVX__)
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_castsi128_ps(m.h[0])), _mm_castsi128_ps(m.h[1]), 1);
+#else
+    return _mm_castsi128_ps(m.h[0]);
+#endif
+}
+
+// static_cast<float>(int) per lane.
+inline VF to_float(const VI& a) {
+#if defined(__AVX__)
+    return _mm256_cvtepi32_ps(_mm256_insertf128_si256(_mm256_castsi128_si256(a.h[0]), a.h[1], 1));
+#else
+    return _mm_cvtepi32_ps(a.h[0]);
+#endif
+}
+
+// static_cast<int>(v) per lane (truncation).
+inline VI truncate(VF v) {
+    VI r;
+#if defined(__AVX__)
+    const __m256i t = _mm256_cvttps_epi32(v);
+    r.h[0] = _mm256_castsi256_si128(t);
+    r.h[1] = _mm256_extractf128_si256(t, 1);
+#else
+    r.h[0] = _mm_cvttps_epi32(v);
+#endif
+    return r;
+}
+
+// static_cast<int>(static_cast<double>(v) + 1e-7) per lane, in double as the
+// scalar code does it.
+inline VI truncate_eps(VF v) {
+    VI r;
+#if defined(__AVX__)
+    const __m256d eps = _mm256_set1_pd(1e-7);
+    r.h[0] = _mm256_cvttpd_epi32(_mm256_add_pd(_mm256_cvtps_pd(_mm256_castps256_ps128(v)), eps));
+    r.h[1] = _mm256_cvttpd_epi32(_mm256_add_pd(_mm256_cvtps_pd(_mm256_extractf128_ps(v, 1)), eps));
+#else
+    const __m128d eps = _mm_set1_pd(1e-7);
+    const __m128i lo = _mm_cvttpd_epi32(_mm_add_pd(_mm_cvtps_pd(v), eps));
+    const __m128i hi = _mm_cvttpd_epi32(_mm_add_pd(_mm_cvtps_pd(_mm_movehl_ps(v, v)), eps));
+    r.h[0] = _mm_unpacklo_epi64(lo, hi);
+#endif
+    return r;
+}
+
+// round_sat per lane: max keeps 0 for NaN as the scalar select does.
+inline VI round_sat(VF v) {
+    const VF c = fmin(fmax(v, fset(0.0f)), fset(255.0f));
+    return truncate(fadd(c, fset(0.5f)));
+}
+
+// ---- source bytes -------------------------------------------------------------
+
+// NB bytes from p into the low bytes of a register. WIDE loads may read past
+// the NB bytes up to 8 (NB <= 8) or 16 bytes; callers allow it only where
+// that stays inside the source row.
+template <int NB, bool WIDE>
+inline __m128i load_bytes(const Ipp8u* p) {
+    static_assert(NB == 2 || NB == 4 || NB == 6 || NB == 12, "unsupported byte count");
+    if constexpr (NB == 2) {
+        uint16_t v;
+        std::memcpy(&v, p, 2);
+        return _mm_cvtsi32_si128(v);
+    } else if constexpr (NB == 4) {
+        int v;
+        std::memcpy(&v, p, 4);
+        return _mm_cvtsi32_si128(v);
+    } else if constexpr (NB == 6) {
+        if constexpr (WIDE) return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+        int a;
+        uint16_t b;
+        std::memcpy(&a, p, 4);
+        std::memcpy(&b, p + 4, 2);
+        return _mm_or_si128(_mm_cvtsi32_si128(a), _mm_slli_si128(_mm_cvtsi32_si128(b), 4));
+    } else {
+        if constexpr (WIDE) return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        int b;
+        std::memcpy(&b, p + 8, 4);
+        return _mm_or_si128(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)),
+                            _mm_slli_si128(_mm_cvtsi32_si128(b), 8));
+    }
+}
+
+// Bytes read from the start of an NB-byte run by load_bytes<NB, true>.
+template <int NB>
+inline constexpr int kWideReach = NB <= 4 ? NB : NB <= 8 ? 8 : 16;
+
+// Byte b (b < NB) of four registers r[0..3] as int32 lanes: out[b] lane k is
+// byte b of r[k].
+template <int NB>
+inline void transpose4(const __m128i* r, __m128i* out) {
+    const __m128i z = _mm_setzero_si128();
+    const __m128i lo01 = _mm_unpacklo_epi8(r[0], r[1]), lo23 = _mm_unpacklo_epi8(r[2], r[3]);
+    __m128i grp[4];
+    grp[0] = _mm_unpacklo_epi16(lo01, lo23);
+    if constexpr (NB > 4) grp[1] = _mm_unpackhi_epi16(lo01, lo23);
+    if constexpr (NB > 8) {
+        const __m128i hi01 = _mm_unpackhi_epi8(r[0], r[1]), hi23 = _mm_unpackhi_epi8(r[2], r[3]);
+        grp[2] = _mm_unpacklo_epi16(hi01, hi23);
+        if constexpr (NB > 12) grp[3] = _mm_unpackhi_epi16(hi01, hi23);
+    }
+    for (int g = 0; 4 * g < NB; ++g) {
+        const __m128i w0 = _mm_unpacklo_epi8(grp[g], z), w1 = _mm_unpackhi_epi8(grp[g], z);
+        if (4 * g + 0 < NB) out[4 * g + 0] = _mm_unpacklo_epi16(w0, z);
+        if (4 * g + 1 < NB) out[4 * g + 1] = _mm_unpackhi_epi16(w0, z);
+        if (4 * g + 2 < NB) out[4 * g + 2] = _mm_unpacklo_epi16(w1, z);
+        if (4 * g + 3 < NB) out[4 * g + 3] = _mm_unpackhi_epi16(w1, z);
+    }
+}
+
+// Bytes 0..NB-1 at p[k] + off for the lanes k as floats: out[b] lane k is
+// p[k][off + b].
+template <int NB, bool WIDE>
+inline void gather(const Ipp8u* const* p, ptrdiff_t off, VF* out) {
+    __m128i q[kHalves][NB];
+    for (int h = 0; h < kHalves; ++h) {
+        __m128i r[4];
+        for (int k = 0; k < 4; ++k) r[k] = load_bytes<NB, WIDE>(p[4 * h + k] + off);
+        transpose4<NB>(r, q[h]);
+    }
+    for (int b = 0; b < NB; ++b) {
+        VI v;
+        for (int h = 0; h < kHalves; ++h) v.h[h] = q[h][b];
+        out[b] = to_float(v);
+    }
+}
+
+// ---- destination bytes ----------------------------------------------------------
+
+// Four pixels of CH channels (v[c]: int32 lanes, saturated to 0..255 here) as
+// interleaved bytes in the low 4 * CH bytes.
+template <int CH>
+inline __m128i pixels4(const __m128i* v) {
+    if constexpr (CH == 1) {
+        const __m128i w = _mm_packs_epi32(v[0], v[0]);
+        return _mm_packus_epi16(w, w);
+    } else {
+        // c0 of the four pixels, then c1, then c2.
+        const __m128i planes = _mm_packus_epi16(_mm_packs_epi32(v[0], v[1]), _mm_packs_epi32(v[2], v[2]));
+#if defined(__SSSE3__)
+        return _mm_shuffle_epi8(planes, _mm_setr_epi8(0, 4, 8, 1, 5, 9, 2, 6, 10, 3, 7, 11, -1, -1, -1, -1));
+#else
+        const __m128i z = _mm_setzero_si128();
+        // Pixels as 32-bit lanes c0 c1 c2 0, then the zero bytes squeezed out.
+        const __m128i c01 = _mm_unpacklo_epi8(planes, _mm_srli_si128(planes, 4));
+        const __m128i u = _mm_unpacklo_epi16(c01, _mm_unpacklo_epi8(_mm_srli_si128(planes, 8), z));
+        const __m128i even = _mm_and_si128(u, _mm_set_epi32(0, -1, 0, -1));
+        const __m128i odd = _mm_srli_si128(_mm_andnot_si128(_mm_set_epi32(0, -1, 0, -1), u), 1);
+        const __m128i six = _mm_or_si128(even, odd);  // 6 bytes in each 64-bit half
+        return _mm_or_si128(_mm_and_si128(six, _mm_set_epi32(0, 0, 0x0000FFFF, -1)),
+                            _mm_and_si128(_mm_srli_si128(six, 2), _mm_set_epi32(0, -1, static_cast<int>(0xFFFF0000u), 0)));
+#endif
+    }
+}
+
+// Writes the pixels of the lanes set in `mask`; the others keep their bytes.
+template <int CH>
+inline void put_pixels(const VI* v, Ipp8u* d, int mask) {
+    __m128i bytes[kHalves];
+    for (int h = 0; h < kHalves; ++h) {
+        __m128i c[CH];
+        for (int k = 0; k < CH; ++k) c[k] = v[k].h[h];
+        bytes[h] = pixels4<CH>(c);
+    }
+    if (mask == kAllLanes) {
+        if constexpr (CH == 1) {
+#if defined(__AVX__)
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(d), _mm_unpacklo_epi32(bytes[0], bytes[1]));
+#else
+            const int w = _mm_cvtsi128_si32(bytes[0]);
+            std::memcpy(d, &w, 4);
+#endif
+        } else {
+#if defined(__AVX__)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_or_si128(bytes[0], _mm_slli_si128(bytes[1], 12)));
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 16), _mm_srli_si128(bytes[1], 4));
+#else
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(d), bytes[0]);
+            const int w = _mm_cvtsi128_si32(_mm_srli_si128(bytes[0], 8));
+            std::memcpy(d + 8, &w, 4);
+#endif
+        }
+        return;
+    }
+    alignas(16) Ipp8u tmp[16 * kHalves];
+    for (int h = 0; h < kHalves; ++h) _mm_store_si128(reinterpret_cast<__m128i*>(tmp + 16 * h), bytes[h]);
+    for (int k = 0; k < kLanes; ++k)
+        if (mask & (1 << k))
+            for (int c = 0; c < CH; ++c) d[k * CH + c] = tmp[16 * (k / 4) + (k % 4) * CH + c];
+}
+
+}  // namespace qm::QM_SET::lanes
