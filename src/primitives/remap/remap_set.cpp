@@ -29,6 +29,7 @@ struct Job {
     int W, H;
     float xMin, yMin, xMax, yMax;
     int lastX, lastY;  // last column and row of the image
+    bool offsets32;    // every pixel offset from src fits an int
 };
 
 using lanes::kLanes;
@@ -51,13 +52,17 @@ void walk(const Job& g, Sample&& sample, Block&& block) {
         const auto* my = reinterpret_cast<const Ipp32f*>(myRow);
         int i = 0;
         for (; i + kLanes <= g.W; i += kLanes) {
-            const VF x = lanes::fload(mx + i), y = lanes::fload(my + i);
+            VF x = lanes::fload(mx + i), y = lanes::fload(my + i);
             // Ordered compares: NaN positions fail the test too.
             const VF in = lanes::fand(lanes::fand(lanes::fge(x, xMin), lanes::fle(x, xMax)),
                                       lanes::fand(lanes::fge(y, yMin), lanes::fle(y, yMax)));
             const int mask = lanes::fmask(in);
             if (mask == 0) continue;
-            block(lanes::fselect(in, x, xMin), lanes::fselect(in, y, yMin), mask, d, i);
+            if (mask != lanes::kAllLanes) {
+                x = lanes::fselect(in, x, xMin);
+                y = lanes::fselect(in, y, yMin);
+            }
+            block(x, y, mask, d, i);
         }
         for (; i < g.W; ++i) {
             const float x = mx[i], y = my[i];
@@ -104,8 +109,15 @@ void remap_nearest(const Job& g) {
 
 // Row pointers of the lanes: row ry[k], column cx[k].
 template <int CH>
-void lane_pointers(const Job& g, const VI& cx, const VI& ry, const Ipp8u** p) {
+QM_LANES_INLINE void lane_pointers(const Job& g, const VI& cx, const VI& ry, const Ipp8u** p) {
     alignas(16) int c[kLanes], r[kLanes];
+    if (g.offsets32) {
+        VI col = cx;
+        for (int k = 1; k < CH; ++k) col = lanes::iadd(col, cx);
+        lanes::istore(c, lanes::iadd(lanes::imul(ry, static_cast<int>(g.srcStep)), col));
+        for (int k = 0; k < kLanes; ++k) p[k] = g.src + c[k];
+        return;
+    }
     lanes::istore(c, cx);
     lanes::istore(r, ry);
     for (int k = 0; k < kLanes; ++k) p[k] = src_row(g, r[k]) + static_cast<ptrdiff_t>(c[k]) * CH;
@@ -141,17 +153,19 @@ void remap_linear(const Job& g) {
         }
     };
     constexpr int NB = 2 * CH;
-    const VI lastX = lanes::iset(g.lastX), lastY = lanes::iset(g.lastY);
     const VI pairX = lanes::iset(g.lastX - 1), pairY = lanes::iset(g.lastY - 1);
     const VI wideX = lanes::iset(wide_limit(g, CH, lanes::kWideReach<NB>));
     const VF one = lanes::fset(1.0f), half = lanes::fset(0.5f);
     auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) {
         VI ix = lanes::truncate_eps(x), iy = lanes::truncate_eps(y);
-        const VI okx = lanes::ilt(ix, lastX), oky = lanes::ilt(iy, lastY);
-        const VF fx = lanes::fselect(lanes::fmask_of(okx), lanes::fsub(x, lanes::to_float(ix)), one);
-        const VF fy = lanes::fselect(lanes::fmask_of(oky), lanes::fsub(y, lanes::to_float(iy)), one);
-        ix = lanes::iselect(okx, ix, pairX);
-        iy = lanes::iselect(oky, iy, pairY);
+        VF fx = lanes::fsub(x, lanes::to_float(ix)), fy = lanes::fsub(y, lanes::to_float(iy));
+        const VI endx = lanes::igt(ix, pairX), endy = lanes::igt(iy, pairY);
+        if (lanes::iany(lanes::i_or(endx, endy))) {
+            fx = lanes::fselect(lanes::fmask_of(endx), one, fx);
+            fy = lanes::fselect(lanes::fmask_of(endy), one, fy);
+            ix = lanes::iselect(endx, pairX, ix);
+            iy = lanes::iselect(endy, pairY, iy);
+        }
         const Ipp8u* p[kLanes];
         lane_pointers<CH>(g, ix, iy, p);
         VF a[NB], b[NB];
@@ -182,7 +196,7 @@ inline void lagrange4(float t, float w[4]) {
     w[2] = (-t * 0.5f + 0.5f) * t2 + t;
     w[3] = (t3 - t) * sixth;
 }
-inline void lagrange4(VF t, VF w[4]) {
+QM_LANES_INLINE void lagrange4(VF t, VF w[4]) {
     using namespace lanes;
     const VF sixth = fset(0.16666667f), third = fset(0.33333334f), half = fset(0.5f);
     const VF t2 = fmul(t, t), t3 = fmul(t2, t);
@@ -202,7 +216,7 @@ inline void catmull_rom4(float t, float w[4]) {
     w[2] = ((-1.5f * t + 2.0f) * t + 0.5f) * t;
     w[3] = (0.5f * t - 0.5f) * t2;
 }
-inline void catmull_rom4(VF t, VF w[4]) {
+QM_LANES_INLINE void catmull_rom4(VF t, VF w[4]) {
     using namespace lanes;
     const VF t2 = fmul(t, t), half = fset(0.5f);
     w[0] = fmul(fsub(fmul(fadd(fmul(fset(-0.5f), t), fset(1.0f)), t), half), t);
@@ -230,7 +244,7 @@ void weigh(const Ipp8u* const* rows, const int* cols, const float* wx, const flo
 // Bytes of one neighbourhood row (NT taps of CH channels) from the lanes'
 // first taps p[k] + off.
 template <int CH, int NT, bool WIDE>
-void gather_taps(const Ipp8u* const* p, ptrdiff_t off, VF* out) {
+QM_LANES_INLINE void gather_taps(const Ipp8u* const* p, ptrdiff_t off, VF* out) {
     constexpr int NB = NT * CH;
     if constexpr (NB <= 12) {
         lanes::gather<NB, WIDE>(p, off, out);
@@ -245,7 +259,7 @@ inline constexpr int kTapReach = NT * CH <= 12 ? lanes::kWideReach<NT * CH> : 12
 // The lanes' sums as weigh() forms them, from first taps p[k] whose wide
 // loads stay in the rows when `wide`.
 template <int CH, int NT>
-void weigh(const Ipp8u* const* p, ptrdiff_t step, bool wide, const VF* wx, const VF* wy, VI* out) {
+QM_LANES_INLINE void weigh(const Ipp8u* const* p, ptrdiff_t step, bool wide, const VF* wx, const VF* wy, VI* out) {
     VF v[CH];
     for (int r = 0; r < NT; ++r) {
         VF t[NT * CH];
@@ -428,7 +442,8 @@ IppStatus remap(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect roi, 
                 static_cast<float>(roi.x + roi.width - 1),
                 static_cast<float>(roi.y + roi.height - 1),
                 srcSize.width - 1,
-                srcSize.height - 1};
+                srcSize.height - 1,
+                (int64_t{srcSize.height} - 1) * srcStep + int64_t{srcSize.width} * CH <= INT32_MAX};
     // The smooth-edge flag (top bit) selects the same kernels: positions
     // outside the region are skipped either way, and inside it the plain
     // kernels already keep every neighbourhood within the image, so there is

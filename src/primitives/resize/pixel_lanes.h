@@ -15,106 +15,128 @@
 #if defined(__SSSE3__)
 #include <tmmintrin.h>
 #endif
+#if defined(__SSE4_1__)
+#include <smmintrin.h>
+#endif
 #if defined(__AVX__)
 #include <immintrin.h>
 #endif
 
 #include "frame/set.h"
 
+// The lane helpers are small pieces of one loop body; inlining them keeps the
+// lanes in registers.
+#define QM_LANES_INLINE inline __attribute__((always_inline))
+
 namespace qm::QM_SET::lanes {
 
 #if defined(__AVX__)
 inline constexpr int kLanes = 8;
 using VF = __m256;
-inline VF fset(float a) { return _mm256_set1_ps(a); }
-inline VF fload(const float* p) { return _mm256_loadu_ps(p); }
-inline void fstore(float* p, VF a) { _mm256_storeu_ps(p, a); }
-inline VF fadd(VF a, VF b) { return _mm256_add_ps(a, b); }
-inline VF fsub(VF a, VF b) { return _mm256_sub_ps(a, b); }
-inline VF fmul(VF a, VF b) { return _mm256_mul_ps(a, b); }
-inline VF fmax(VF a, VF b) { return _mm256_max_ps(a, b); }
-inline VF fmin(VF a, VF b) { return _mm256_min_ps(a, b); }
-inline VF fand(VF a, VF b) { return _mm256_and_ps(a, b); }
-inline VF fandnot(VF m, VF b) { return _mm256_andnot_ps(m, b); }
-inline VF f_or(VF a, VF b) { return _mm256_or_ps(a, b); }
-inline VF fge(VF a, VF b) { return _mm256_cmp_ps(a, b, _CMP_GE_OQ); }
-inline VF fle(VF a, VF b) { return _mm256_cmp_ps(a, b, _CMP_LE_OQ); }
-inline int fmask(VF m) { return _mm256_movemask_ps(m); }
+QM_LANES_INLINE VF fset(float a) { return _mm256_set1_ps(a); }
+QM_LANES_INLINE VF fload(const float* p) { return _mm256_loadu_ps(p); }
+QM_LANES_INLINE void fstore(float* p, VF a) { _mm256_storeu_ps(p, a); }
+QM_LANES_INLINE VF fadd(VF a, VF b) { return _mm256_add_ps(a, b); }
+QM_LANES_INLINE VF fsub(VF a, VF b) { return _mm256_sub_ps(a, b); }
+QM_LANES_INLINE VF fmul(VF a, VF b) { return _mm256_mul_ps(a, b); }
+QM_LANES_INLINE VF fmax(VF a, VF b) { return _mm256_max_ps(a, b); }
+QM_LANES_INLINE VF fmin(VF a, VF b) { return _mm256_min_ps(a, b); }
+QM_LANES_INLINE VF fand(VF a, VF b) { return _mm256_and_ps(a, b); }
+QM_LANES_INLINE VF fandnot(VF m, VF b) { return _mm256_andnot_ps(m, b); }
+QM_LANES_INLINE VF f_or(VF a, VF b) { return _mm256_or_ps(a, b); }
+QM_LANES_INLINE VF fge(VF a, VF b) { return _mm256_cmp_ps(a, b, _CMP_GE_OQ); }
+QM_LANES_INLINE VF fle(VF a, VF b) { return _mm256_cmp_ps(a, b, _CMP_LE_OQ); }
+QM_LANES_INLINE int fmask(VF m) { return _mm256_movemask_ps(m); }
 #else
 inline constexpr int kLanes = 4;
 using VF = __m128;
-inline VF fset(float a) { return _mm_set1_ps(a); }
-inline VF fload(const float* p) { return _mm_loadu_ps(p); }
-inline void fstore(float* p, VF a) { _mm_storeu_ps(p, a); }
-inline VF fadd(VF a, VF b) { return _mm_add_ps(a, b); }
-inline VF fsub(VF a, VF b) { return _mm_sub_ps(a, b); }
-inline VF fmul(VF a, VF b) { return _mm_mul_ps(a, b); }
-inline VF fmax(VF a, VF b) { return _mm_max_ps(a, b); }
-inline VF fmin(VF a, VF b) { return _mm_min_ps(a, b); }
-inline VF fand(VF a, VF b) { return _mm_and_ps(a, b); }
-inline VF fandnot(VF m, VF b) { return _mm_andnot_ps(m, b); }
-inline VF f_or(VF a, VF b) { return _mm_or_ps(a, b); }
-inline VF fge(VF a, VF b) { return _mm_cmpge_ps(a, b); }
-inline VF fle(VF a, VF b) { return _mm_cmple_ps(a, b); }
-inline int fmask(VF m) { return _mm_movemask_ps(m); }
+QM_LANES_INLINE VF fset(float a) { return _mm_set1_ps(a); }
+QM_LANES_INLINE VF fload(const float* p) { return _mm_loadu_ps(p); }
+QM_LANES_INLINE void fstore(float* p, VF a) { _mm_storeu_ps(p, a); }
+QM_LANES_INLINE VF fadd(VF a, VF b) { return _mm_add_ps(a, b); }
+QM_LANES_INLINE VF fsub(VF a, VF b) { return _mm_sub_ps(a, b); }
+QM_LANES_INLINE VF fmul(VF a, VF b) { return _mm_mul_ps(a, b); }
+QM_LANES_INLINE VF fmax(VF a, VF b) { return _mm_max_ps(a, b); }
+QM_LANES_INLINE VF fmin(VF a, VF b) { return _mm_min_ps(a, b); }
+QM_LANES_INLINE VF fand(VF a, VF b) { return _mm_and_ps(a, b); }
+QM_LANES_INLINE VF fandnot(VF m, VF b) { return _mm_andnot_ps(m, b); }
+QM_LANES_INLINE VF f_or(VF a, VF b) { return _mm_or_ps(a, b); }
+QM_LANES_INLINE VF fge(VF a, VF b) { return _mm_cmpge_ps(a, b); }
+QM_LANES_INLINE VF fle(VF a, VF b) { return _mm_cmple_ps(a, b); }
+QM_LANES_INLINE int fmask(VF m) { return _mm_movemask_ps(m); }
 #endif
 
 inline constexpr int kHalves = kLanes / 4;
 inline constexpr int kAllLanes = (1 << kLanes) - 1;
 
-inline VF fselect(VF m, VF a, VF b) { return f_or(fand(m, a), fandnot(m, b)); }
+QM_LANES_INLINE VF fselect(VF m, VF a, VF b) { return f_or(fand(m, a), fandnot(m, b)); }
 
 // Integer lanes, as 128-bit halves of four.
 struct VI {
     __m128i h[kHalves];
 };
-inline VI iset(int a) {
+QM_LANES_INLINE VI iset(int a) {
     VI r;
     for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_set1_epi32(a);
     return r;
 }
-inline VI iadd(const VI& a, const VI& b) {
+QM_LANES_INLINE VI iadd(const VI& a, const VI& b) {
     VI r;
     for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_add_epi32(a.h[k], b.h[k]);
     return r;
 }
-inline VI ilt(const VI& a, const VI& b) {
+QM_LANES_INLINE VI ilt(const VI& a, const VI& b) {
     VI r;
     for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_cmplt_epi32(a.h[k], b.h[k]);
     return r;
 }
-inline VI igt(const VI& a, const VI& b) {
+QM_LANES_INLINE VI igt(const VI& a, const VI& b) {
     VI r;
     for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_cmpgt_epi32(a.h[k], b.h[k]);
     return r;
 }
-inline VI iand(const VI& a, const VI& b) {
+QM_LANES_INLINE VI iand(const VI& a, const VI& b) {
     VI r;
     for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_and_si128(a.h[k], b.h[k]);
     return r;
 }
-inline VI i_or(const VI& a, const VI& b) {
+QM_LANES_INLINE VI i_or(const VI& a, const VI& b) {
     VI r;
     for (int k = 0; k < kHalves; ++k) r.h[k] = _mm_or_si128(a.h[k], b.h[k]);
     return r;
 }
-inline VI iselect(const VI& m, const VI& a, const VI& b) {
+QM_LANES_INLINE VI iselect(const VI& m, const VI& a, const VI& b) {
     VI r;
     for (int k = 0; k < kHalves; ++k)
         r.h[k] = _mm_or_si128(_mm_and_si128(m.h[k], a.h[k]), _mm_andnot_si128(m.h[k], b.h[k]));
     return r;
 }
-inline bool iany(const VI& m) {
+// a * b per lane, low 32 bits.
+QM_LANES_INLINE VI imul(const VI& a, int b) {
+    VI r;
+    const __m128i vb = _mm_set1_epi32(b);
+    for (int k = 0; k < kHalves; ++k) {
+#if defined(__SSE4_1__)
+        r.h[k] = _mm_mullo_epi32(a.h[k], vb);
+#else
+        const __m128i even = _mm_mul_epu32(a.h[k], vb), odd = _mm_mul_epu32(_mm_srli_epi64(a.h[k], 32), vb);
+        r.h[k] = _mm_unpacklo_epi32(_mm_shuffle_epi32(even, _MM_SHUFFLE(0, 0, 2, 0)),
+                                    _mm_shuffle_epi32(odd, _MM_SHUFFLE(0, 0, 2, 0)));
+#endif
+    }
+    return r;
+}
+QM_LANES_INLINE bool iany(const VI& m) {
     __m128i a = m.h[0];
     for (int k = 1; k < kHalves; ++k) a = _mm_or_si128(a, m.h[k]);
     return _mm_movemask_epi8(a) != 0;
 }
-inline void istore(int* p, const VI& a) {
+QM_LANES_INLINE void istore(int* p, const VI& a) {
     for (int k = 0; k < kHalves; ++k) _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 4 * k), a.h[k]);
 }
 
 // Integer lane masks (all ones or zero) as float masks.
-inline VF fmask_of(const VI& m) {
+QM_LANES_INLINE VF fmask_of(const VI& m) {
 #if defined(__AVX__)
     return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_castsi128_ps(m.h[0])), _mm_castsi128_ps(m.h[1]), 1);
 #else
@@ -123,7 +145,7 @@ inline VF fmask_of(const VI& m) {
 }
 
 // static_cast<float>(int) per lane.
-inline VF to_float(const VI& a) {
+QM_LANES_INLINE VF to_float(const VI& a) {
 #if defined(__AVX__)
     return _mm256_cvtepi32_ps(_mm256_insertf128_si256(_mm256_castsi128_si256(a.h[0]), a.h[1], 1));
 #else
@@ -132,7 +154,7 @@ inline VF to_float(const VI& a) {
 }
 
 // static_cast<int>(v) per lane (truncation).
-inline VI truncate(VF v) {
+QM_LANES_INLINE VI truncate(VF v) {
     VI r;
 #if defined(__AVX__)
     const __m256i t = _mm256_cvttps_epi32(v);
@@ -146,7 +168,7 @@ inline VI truncate(VF v) {
 
 // static_cast<int>(static_cast<double>(v) + 1e-7) per lane, in double as the
 // scalar code does it.
-inline VI truncate_eps(VF v) {
+QM_LANES_INLINE VI truncate_eps(VF v) {
     VI r;
 #if defined(__AVX__)
     const __m256d eps = _mm256_set1_pd(1e-7);
@@ -162,7 +184,7 @@ inline VI truncate_eps(VF v) {
 }
 
 // round_sat per lane: max keeps 0 for NaN as the scalar select does.
-inline VI round_sat(VF v) {
+QM_LANES_INLINE VI round_sat(VF v) {
     const VF c = fmin(fmax(v, fset(0.0f)), fset(255.0f));
     return truncate(fadd(c, fset(0.5f)));
 }
@@ -173,7 +195,7 @@ inline VI round_sat(VF v) {
 // the NB bytes up to 8 (NB <= 8) or 16 bytes; callers allow it only where
 // that stays inside the source row.
 template <int NB, bool WIDE>
-inline __m128i load_bytes(const Ipp8u* p) {
+QM_LANES_INLINE __m128i load_bytes(const Ipp8u* p) {
     static_assert(NB == 2 || NB == 4 || NB == 6 || NB == 12, "unsupported byte count");
     if constexpr (NB == 2) {
         uint16_t v;
@@ -206,8 +228,8 @@ inline constexpr int kWideReach = NB <= 4 ? NB : NB <= 8 ? 8 : 16;
 // Byte b (b < NB) of four registers r[0..3] as int32 lanes: out[b] lane k is
 // byte b of r[k].
 template <int NB>
-inline void transpose4(const __m128i* r, __m128i* out) {
-    const __m128i z = _mm_setzero_si128();
+QM_LANES_INLINE void transpose4(const __m128i* r, __m128i* out) {
+    [[maybe_unused]] const __m128i z = _mm_setzero_si128();
     const __m128i lo01 = _mm_unpacklo_epi8(r[0], r[1]), lo23 = _mm_unpacklo_epi8(r[2], r[3]);
     __m128i grp[4];
     grp[0] = _mm_unpacklo_epi16(lo01, lo23);
@@ -218,18 +240,27 @@ inline void transpose4(const __m128i* r, __m128i* out) {
         if constexpr (NB > 12) grp[3] = _mm_unpackhi_epi16(hi01, hi23);
     }
     for (int g = 0; 4 * g < NB; ++g) {
+#if defined(__SSSE3__)
+        for (int b = 4 * g; b < NB && b < 4 * g + 4; ++b) {
+            const char s = static_cast<char>(4 * (b - 4 * g));
+            out[b] = _mm_shuffle_epi8(grp[g], _mm_setr_epi8(s, -1, -1, -1, static_cast<char>(s + 1), -1, -1, -1,
+                                                            static_cast<char>(s + 2), -1, -1, -1,
+                                                            static_cast<char>(s + 3), -1, -1, -1));
+        }
+#else
         const __m128i w0 = _mm_unpacklo_epi8(grp[g], z), w1 = _mm_unpackhi_epi8(grp[g], z);
         if (4 * g + 0 < NB) out[4 * g + 0] = _mm_unpacklo_epi16(w0, z);
         if (4 * g + 1 < NB) out[4 * g + 1] = _mm_unpackhi_epi16(w0, z);
         if (4 * g + 2 < NB) out[4 * g + 2] = _mm_unpacklo_epi16(w1, z);
         if (4 * g + 3 < NB) out[4 * g + 3] = _mm_unpackhi_epi16(w1, z);
+#endif
     }
 }
 
 // Bytes 0..NB-1 at p[k] + off for the lanes k as floats: out[b] lane k is
 // p[k][off + b].
 template <int NB, bool WIDE>
-inline void gather(const Ipp8u* const* p, ptrdiff_t off, VF* out) {
+QM_LANES_INLINE void gather(const Ipp8u* const* p, ptrdiff_t off, VF* out) {
     __m128i q[kHalves][NB];
     for (int h = 0; h < kHalves; ++h) {
         __m128i r[4];
@@ -248,7 +279,7 @@ inline void gather(const Ipp8u* const* p, ptrdiff_t off, VF* out) {
 // Four pixels of CH channels (v[c]: int32 lanes, saturated to 0..255 here) as
 // interleaved bytes in the low 4 * CH bytes.
 template <int CH>
-inline __m128i pixels4(const __m128i* v) {
+QM_LANES_INLINE __m128i pixels4(const __m128i* v) {
     if constexpr (CH == 1) {
         const __m128i w = _mm_packs_epi32(v[0], v[0]);
         return _mm_packus_epi16(w, w);
@@ -273,7 +304,7 @@ inline __m128i pixels4(const __m128i* v) {
 
 // Writes the pixels of the lanes set in `mask`; the others keep their bytes.
 template <int CH>
-inline void put_pixels(const VI* v, Ipp8u* d, int mask) {
+QM_LANES_INLINE void put_pixels(const VI* v, Ipp8u* d, int mask) {
     __m128i bytes[kHalves];
     for (int h = 0; h < kHalves; ++h) {
         __m128i c[CH];
