@@ -156,7 +156,7 @@ void remap_linear(const Job& g) {
     const VI pairX = lanes::iset(g.lastX - 1), pairY = lanes::iset(g.lastY - 1);
     const VI wideX = lanes::iset(wide_limit(g, CH, lanes::kWideReach<NB>));
     const VF one = lanes::fset(1.0f), half = lanes::fset(0.5f);
-    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) {
+    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) QM_LANES_FLATTEN {
         VI ix = lanes::truncate_eps(x), iy = lanes::truncate_eps(y);
         VF fx = lanes::fsub(x, lanes::to_float(ix)), fy = lanes::fsub(y, lanes::to_float(iy));
         const VI endx = lanes::igt(ix, pairX), endy = lanes::igt(iy, pairY);
@@ -168,20 +168,22 @@ void remap_linear(const Job& g) {
         }
         const Ipp8u* p[kLanes];
         lane_pointers<CH>(g, ix, iy, p);
-        VF a[NB], b[NB];
+        lanes::LaneBytes<NB> a, b;
         if (!lanes::iany(lanes::igt(ix, wideX))) {
-            lanes::gather<NB, true>(p, 0, a);
-            lanes::gather<NB, true>(p, g.srcStep, b);
+            a.template load<true>(p, 0);
+            b.template load<true>(p, g.srcStep);
         } else {
-            lanes::gather<NB, false>(p, 0, a);
-            lanes::gather<NB, false>(p, g.srcStep, b);
+            a.template load<false>(p, 0);
+            b.template load<false>(p, g.srcStep);
         }
         VI out[CH];
-        for (int c = 0; c < CH; ++c) {
-            const VF top = lanes::fadd(a[c], lanes::fmul(lanes::fsub(a[c + CH], a[c]), fx));
-            const VF bottom = lanes::fadd(b[c], lanes::fmul(fx, lanes::fsub(b[c + CH], b[c])));
+        lanes::unroll<CH>([&](auto c) QM_LANES_FLATTEN {
+            const VF p00 = a.template tap<c>(), p10 = a.template tap<c + CH>();
+            const VF p01 = b.template tap<c>(), p11 = b.template tap<c + CH>();
+            const VF top = lanes::fadd(p00, lanes::fmul(lanes::fsub(p10, p00), fx));
+            const VF bottom = lanes::fadd(p01, lanes::fmul(fx, lanes::fsub(p11, p01)));
             out[c] = lanes::truncate(lanes::fadd(lanes::fadd(lanes::fmul(fy, lanes::fsub(bottom, top)), half), top));
-        }
+        });
         lanes::put_pixels<CH>(out, d + i * CH, mask);
     };
     walk(g, sample, block);
@@ -241,18 +243,28 @@ void weigh(const Ipp8u* const* rows, const int* cols, const float* wx, const flo
     }
 }
 
-// Bytes of one neighbourhood row (NT taps of CH channels) from the lanes'
-// first taps p[k] + off.
-template <int CH, int NT, bool WIDE>
-QM_LANES_INLINE void gather_taps(const Ipp8u* const* p, ptrdiff_t off, VF* out) {
-    constexpr int NB = NT * CH;
-    if constexpr (NB <= 12) {
-        lanes::gather<NB, WIDE>(p, off, out);
-    } else {
-        lanes::gather<12, WIDE>(p, off, out);
-        lanes::gather<NB - 12, WIDE>(p, off + 12, out + 12);
+// One neighbourhood row (NT taps of CH channels) of the lanes, from their
+// first taps p[k] + off; C3 Lanczos rows (18 bytes) come in two pieces.
+template <int CH, int NT>
+struct TapRow {
+    static constexpr int NB = NT * CH;
+    static constexpr int NA = NB <= 12 ? NB : 12;
+    lanes::LaneBytes<NA> a;
+    lanes::LaneBytes<NB - NA == 0 ? 2 : NB - NA> b;  // unused when NB <= 12
+
+    template <bool WIDE>
+    QM_LANES_INLINE void load(const Ipp8u* const* p, ptrdiff_t off) {
+        a.template load<WIDE>(p, off);
+        if constexpr (NB > NA) b.template load<WIDE>(p, off + NA);
     }
-}
+    template <int I>
+    QM_LANES_INLINE VF tap() const {
+        if constexpr (I < NA)
+            return a.template tap<I>();
+        else
+            return b.template tap<I - NA>();
+    }
+};
 template <int CH, int NT>
 inline constexpr int kTapReach = NT * CH <= 12 ? lanes::kWideReach<NT * CH> : 12 + lanes::kWideReach<NT * CH - 12>;
 
@@ -262,16 +274,19 @@ template <int CH, int NT>
 QM_LANES_INLINE void weigh(const Ipp8u* const* p, ptrdiff_t step, bool wide, const VF* wx, const VF* wy, VI* out) {
     VF v[CH];
     for (int r = 0; r < NT; ++r) {
-        VF t[NT * CH];
+        TapRow<CH, NT> t;
         if (wide)
-            gather_taps<CH, NT, true>(p, r * step, t);
+            t.template load<true>(p, r * step);
         else
-            gather_taps<CH, NT, false>(p, r * step, t);
-        for (int c = 0; c < CH; ++c) {
-            VF h = lanes::fmul(wx[0], t[c]);
-            for (int k = 1; k < NT; ++k) h = lanes::fadd(h, lanes::fmul(wx[k], t[k * CH + c]));
-            v[c] = r == 0 ? lanes::fmul(wy[0], h) : lanes::fadd(v[c], lanes::fmul(wy[r], h));
-        }
+            t.template load<false>(p, r * step);
+        // Taps in byte order; each channel's sum still runs left to right.
+        VF h[CH];
+        lanes::unroll<NT * CH>([&](auto i) QM_LANES_FLATTEN {
+            constexpr int k = i / CH, c = i % CH;
+            const VF term = lanes::fmul(wx[k], t.template tap<i>());
+            h[c] = k == 0 ? term : lanes::fadd(h[c], term);
+        });
+        for (int c = 0; c < CH; ++c) v[c] = r == 0 ? lanes::fmul(wy[0], h[c]) : lanes::fadd(v[c], lanes::fmul(wy[r], h[c]));
     }
     for (int c = 0; c < CH; ++c) out[c] = lanes::round_sat(v[c]);
 }
@@ -308,7 +323,7 @@ void remap_lagrange(const Job& g) {
     const VI endX = lanes::iset(g.lastX - 2), lastX0 = lanes::iset(g.lastX - 3);
     const VI endY = lanes::iset(g.lastY - 2), lastY0 = lanes::iset(g.lastY - 3);
     const VI wideX = lanes::iset(wide_limit(g, CH, kTapReach<CH, 4>));
-    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) {
+    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) QM_LANES_FLATTEN {
         const VI ix = lanes::truncate_eps(x), iy = lanes::truncate_eps(y);
         const VI x0 = lanes::iselect(lanes::ilt(ix, one), zero,
                                      lanes::iselect(lanes::igt(ix, endX), lastX0, lanes::iadd(ix, minus)));
@@ -359,7 +374,7 @@ void remap_windowed(const Job& g) {
     const VI lowY = lanes::iset(back), highY = lanes::iset(g.lastY - NT + 1 + back);
     const VI shift = lanes::iset(-back);
     const VI wideX = lanes::iset(wide_limit(g, CH, kTapReach<CH, NT>));
-    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) {
+    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) QM_LANES_FLATTEN {
         const VI ix = lanes::truncate_eps(x), iy = lanes::truncate_eps(y);
         const VI outside = lanes::i_or(lanes::i_or(lanes::igt(ix, highX), lanes::ilt(ix, lowX)),
                                        lanes::i_or(lanes::igt(iy, highY), lanes::ilt(iy, lowY)));

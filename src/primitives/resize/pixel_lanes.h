@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
+#include <utility>
 
 #include <emmintrin.h>
 #if defined(__SSSE3__)
@@ -27,6 +29,7 @@
 // The lane helpers are small pieces of one loop body; inlining them keeps the
 // lanes in registers.
 #define QM_LANES_INLINE inline __attribute__((always_inline))
+#define QM_LANES_FLATTEN __attribute__((always_inline))  // for lambdas
 
 namespace qm::QM_SET::lanes {
 
@@ -225,53 +228,57 @@ QM_LANES_INLINE __m128i load_bytes(const Ipp8u* p) {
 template <int NB>
 inline constexpr int kWideReach = NB <= 4 ? NB : NB <= 8 ? 8 : 16;
 
-// Byte b (b < NB) of four registers r[0..3] as int32 lanes: out[b] lane k is
-// byte b of r[k].
+// Bytes 0..NB-1 at p[k] + off for the lanes k: tap(b) lane k is p[k][off + b],
+// as a float. The bytes are transposed once per four pixels (groups of four
+// bytes, each holding one byte of the four pixels) and widened when asked for,
+// so that few registers stay live.
 template <int NB>
-QM_LANES_INLINE void transpose4(const __m128i* r, __m128i* out) {
-    [[maybe_unused]] const __m128i z = _mm_setzero_si128();
-    const __m128i lo01 = _mm_unpacklo_epi8(r[0], r[1]), lo23 = _mm_unpacklo_epi8(r[2], r[3]);
-    __m128i grp[4];
-    grp[0] = _mm_unpacklo_epi16(lo01, lo23);
-    if constexpr (NB > 4) grp[1] = _mm_unpackhi_epi16(lo01, lo23);
-    if constexpr (NB > 8) {
-        const __m128i hi01 = _mm_unpackhi_epi8(r[0], r[1]), hi23 = _mm_unpackhi_epi8(r[2], r[3]);
-        grp[2] = _mm_unpacklo_epi16(hi01, hi23);
-        if constexpr (NB > 12) grp[3] = _mm_unpackhi_epi16(hi01, hi23);
-    }
-    for (int g = 0; 4 * g < NB; ++g) {
-#if defined(__SSSE3__)
-        for (int b = 4 * g; b < NB && b < 4 * g + 4; ++b) {
-            const char s = static_cast<char>(4 * (b - 4 * g));
-            out[b] = _mm_shuffle_epi8(grp[g], _mm_setr_epi8(s, -1, -1, -1, static_cast<char>(s + 1), -1, -1, -1,
-                                                            static_cast<char>(s + 2), -1, -1, -1,
-                                                            static_cast<char>(s + 3), -1, -1, -1));
-        }
-#else
-        const __m128i w0 = _mm_unpacklo_epi8(grp[g], z), w1 = _mm_unpackhi_epi8(grp[g], z);
-        if (4 * g + 0 < NB) out[4 * g + 0] = _mm_unpacklo_epi16(w0, z);
-        if (4 * g + 1 < NB) out[4 * g + 1] = _mm_unpackhi_epi16(w0, z);
-        if (4 * g + 2 < NB) out[4 * g + 2] = _mm_unpacklo_epi16(w1, z);
-        if (4 * g + 3 < NB) out[4 * g + 3] = _mm_unpackhi_epi16(w1, z);
-#endif
-    }
-}
+struct LaneBytes {
+    static constexpr int kGroups = (NB + 3) / 4;
+    __m128i grp[kHalves][kGroups];
 
-// Bytes 0..NB-1 at p[k] + off for the lanes k as floats: out[b] lane k is
-// p[k][off + b].
-template <int NB, bool WIDE>
-QM_LANES_INLINE void gather(const Ipp8u* const* p, ptrdiff_t off, VF* out) {
-    __m128i q[kHalves][NB];
-    for (int h = 0; h < kHalves; ++h) {
-        __m128i r[4];
-        for (int k = 0; k < 4; ++k) r[k] = load_bytes<NB, WIDE>(p[4 * h + k] + off);
-        transpose4<NB>(r, q[h]);
+    template <bool WIDE>
+    QM_LANES_INLINE void load(const Ipp8u* const* p, ptrdiff_t off) {
+        for (int h = 0; h < kHalves; ++h) {
+            __m128i r[4];
+            for (int k = 0; k < 4; ++k) r[k] = load_bytes<NB, WIDE>(p[4 * h + k] + off);
+            const __m128i lo01 = _mm_unpacklo_epi8(r[0], r[1]), lo23 = _mm_unpacklo_epi8(r[2], r[3]);
+            grp[h][0] = _mm_unpacklo_epi16(lo01, lo23);
+            if constexpr (kGroups > 1) grp[h][1] = _mm_unpackhi_epi16(lo01, lo23);
+            if constexpr (kGroups > 2) {
+                const __m128i hi01 = _mm_unpackhi_epi8(r[0], r[1]), hi23 = _mm_unpackhi_epi8(r[2], r[3]);
+                grp[h][2] = _mm_unpacklo_epi16(hi01, hi23);
+                if constexpr (kGroups > 3) grp[h][3] = _mm_unpackhi_epi16(hi01, hi23);
+            }
+        }
     }
-    for (int b = 0; b < NB; ++b) {
+
+    template <int B>
+    QM_LANES_INLINE VF tap() const {
+        static_assert(B >= 0 && B < NB, "byte outside the run");
+        constexpr int s = 4 * (B % 4);
         VI v;
-        for (int h = 0; h < kHalves; ++h) v.h[h] = q[h][b];
-        out[b] = to_float(v);
+        for (int h = 0; h < kHalves; ++h) {
+            const __m128i g = grp[h][B / 4];
+#if defined(__SSSE3__)
+            v.h[h] = _mm_shuffle_epi8(g, _mm_setr_epi8(s, -1, -1, -1, s + 1, -1, -1, -1, s + 2, -1, -1, -1, s + 3, -1, -1, -1));
+#else
+            const __m128i z = _mm_setzero_si128();
+            const __m128i w = s < 8 ? _mm_unpacklo_epi8(g, z) : _mm_unpackhi_epi8(g, z);
+            v.h[h] = s % 8 == 0 ? _mm_unpacklo_epi16(w, z) : _mm_unpackhi_epi16(w, z);
+#endif
+        }
+        return to_float(v);
     }
+};
+
+// f(std::integral_constant<int, 0>) .. f(<N - 1>), in order: indices the
+// register shuffles need as constants.
+template <int N, class F>
+QM_LANES_INLINE void unroll(F&& f) {
+    [&]<int... I>(std::integer_sequence<int, I...>) QM_LANES_FLATTEN {
+        (f(std::integral_constant<int, I>{}), ...);
+    }(std::make_integer_sequence<int, N>{});
 }
 
 // ---- destination bytes ----------------------------------------------------------
