@@ -7,8 +7,12 @@
 // destination walks down the source.
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include <emmintrin.h>
+#if defined(__SSSE3__)
+#include <tmmintrin.h>
+#endif
 
 #include "frame/set.h"
 #include "primitives/resize/geometry_kernels.h"
@@ -155,25 +159,64 @@ IppStatus run_separable(const Job& g, WorkBlocks& wb, const int* rowTaps, Horizo
     }
     RowCache<B, NT> cache(buffers);
     const B* rows[NT];
+    // A source row is interpolated once; the one the next destination row
+    // will want at the same tap lies about 1 / factor rows further.
+    const double perRow = 1.0 / g.yf;
+    const ptrdiff_t ahead = (perRow < 1.5 ? 1 : static_cast<ptrdiff_t>(perRow + 0.5)) * g.srcStep;
     for (int j = 0; j < g.H; ++j) {
         cache.fetch(rowTaps + j * NT, rows,
-                    [&](int srcRow, B* out) { horizontal(src_row(g, srcRow), out); });
+                    [&](int srcRow, B* out) { horizontal(src_row(g, srcRow), out, ahead); });
         vertical(j, rows, dst_row(g, j));
     }
     return ippStsNoErr;
+}
+
+// Asks for the bytes at p + ahead (the row the next destination row will
+// need): the hardware prefetcher alone leaves the row fetches waiting on
+// memory. Prefetches do not fault, so the address may run past the image; it
+// is formed as an integer for that reason.
+inline void prefetch_ahead(const Ipp8u* p, ptrdiff_t ahead) {
+    _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<uintptr_t>(p) + ahead), _MM_HINT_T0);
 }
 
 // Horizontal linear pass over the first `count` columns, exact integer
 // arithmetic as in the scalar loop (pmaddwd forms w0 a + w1 b exactly).
 // Returns the number of columns done.
 template <int CH>
-int linear_row_fast(const Ipp8u* p, const int* taps, const Ipp16s* wx, int count, Ipp16u* out) {
+int linear_row_fast(const Ipp8u* p, const int* taps, const Ipp16s* wx, int count, Ipp16u* out, ptrdiff_t ahead) {
     const __m128i zero = _mm_setzero_si128(), round = _mm_set1_epi32(128);
     if constexpr (CH == 3) {
+        int i = 0;
+#if defined(__SSSE3__)
+        // Four pixels per step: the 8-byte loads at each pixel's first tap
+        // hold a0 a1 a2 b0 b1 b2; two pixels share a register and shuffles
+        // form the pairs (a_c, b_c) of 12 values, four per register.
+        const __m128i s0 = _mm_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, 8, -1, 11, -1);
+        const __m128i s1a = _mm_setr_epi8(9, -1, 12, -1, 10, -1, 13, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+        const __m128i s1b = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, 0, -1, 3, -1, 1, -1, 4, -1);
+        const __m128i s2 = _mm_setr_epi8(2, -1, 5, -1, 8, -1, 11, -1, 9, -1, 12, -1, 10, -1, 13, -1);
+        auto load8 = [&](int k) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + taps[2 * k])); };
+        for (; i + 4 <= count; i += 4) {
+            prefetch_ahead(p + taps[2 * i], ahead);
+            const __m128i ab01 = _mm_unpacklo_epi64(load8(i), load8(i + 1));
+            const __m128i ab23 = _mm_unpacklo_epi64(load8(i + 2), load8(i + 3));
+            const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i));
+            __m128i r0 = _mm_madd_epi16(_mm_shuffle_epi8(ab01, s0), _mm_shuffle_epi32(w, _MM_SHUFFLE(1, 0, 0, 0)));
+            __m128i r1 = _mm_madd_epi16(_mm_or_si128(_mm_shuffle_epi8(ab01, s1a), _mm_shuffle_epi8(ab23, s1b)),
+                                        _mm_shuffle_epi32(w, _MM_SHUFFLE(2, 2, 1, 1)));
+            __m128i r2 = _mm_madd_epi16(_mm_shuffle_epi8(ab23, s2), _mm_shuffle_epi32(w, _MM_SHUFFLE(3, 3, 3, 2)));
+            r0 = _mm_srai_epi32(_mm_add_epi32(r0, round), 8);
+            r1 = _mm_srai_epi32(_mm_add_epi32(r1, round), 8);
+            r2 = _mm_srai_epi32(_mm_add_epi32(r2, round), 8);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 3 * i), _mm_packs_epi32(r0, r1));
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 3 * i + 8), _mm_packs_epi32(r2, r2));
+        }
+#endif
         // One pixel per step: bytes a0 a1 a2 b0 b1 b2 become pairs (a_c, b_c).
         // The fourth lane is junk and lands where the next pixel (or the row
         // buffer's slack) is written.
-        for (int i = 0; i < count; ++i) {
+        for (; i < count; ++i) {
+            if ((i & 3) == 0) prefetch_ahead(p + taps[2 * i], ahead);
             const __m128i v = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + taps[2 * i])), zero);
             const __m128i ab = _mm_unpacklo_epi16(v, _mm_srli_si128(v, 6));
             int w;
@@ -184,14 +227,29 @@ int linear_row_fast(const Ipp8u* p, const int* taps, const Ipp16s* wx, int count
         }
         return count;
     } else {
+        // Eight pixels per step, each pixel's two taps read as one 16-bit word.
         int i = 0;
-        for (; i + 4 <= count; i += 4) {
-            Ipp16u q[4];
-            for (int k = 0; k < 4; ++k) __builtin_memcpy(&q[k], p + taps[2 * (i + k)], 2);
-            const __m128i v = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(q)), zero);
-            __m128i r = _mm_madd_epi16(v, _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i)));
-            r = _mm_srai_epi32(_mm_add_epi32(r, round), 8);
-            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + i), _mm_packs_epi32(r, r));
+        auto word = [&](int k) {
+            uint16_t w;
+            std::memcpy(&w, p + taps[2 * (i + k)], 2);
+            return w;
+        };
+        for (; i + 8 <= count; i += 8) {
+            prefetch_ahead(p + taps[2 * i], ahead);
+            __m128i v = zero;
+            v = _mm_insert_epi16(v, word(0), 0);
+            v = _mm_insert_epi16(v, word(1), 1);
+            v = _mm_insert_epi16(v, word(2), 2);
+            v = _mm_insert_epi16(v, word(3), 3);
+            v = _mm_insert_epi16(v, word(4), 4);
+            v = _mm_insert_epi16(v, word(5), 5);
+            v = _mm_insert_epi16(v, word(6), 6);
+            v = _mm_insert_epi16(v, word(7), 7);
+            __m128i lo = _mm_madd_epi16(_mm_unpacklo_epi8(v, zero), _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i)));
+            __m128i hi = _mm_madd_epi16(_mm_unpackhi_epi8(v, zero), _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i + 8)));
+            lo = _mm_srai_epi32(_mm_add_epi32(lo, round), 8);
+            hi = _mm_srai_epi32(_mm_add_epi32(hi, round), 8);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packs_epi32(lo, hi));
         }
         return i;
     }
@@ -235,8 +293,8 @@ IppStatus run_linear(const Job& g) {
            colTaps[2 * fast] + 8 <= g.srcW * CH)
         ++fast;
     // 6 fractional bits survive the horizontal pass: 16384 * 255 >> 8 fits 16 bits.
-    auto horizontal = [&](const Ipp8u* p, Ipp16u* out) {
-        const int start = linear_row_fast<CH>(p, colTaps, wx, fast, out);
+    auto horizontal = [&](const Ipp8u* p, Ipp16u* out, ptrdiff_t ahead) {
+        const int start = linear_row_fast<CH>(p, colTaps, wx, fast, out, ahead);
         for (int i = start; i < W; ++i) {
             const Ipp8u* a = p + colTaps[2 * i];
             const Ipp8u* b = p + colTaps[2 * i + 1];
@@ -298,9 +356,10 @@ IppStatus run_cubic(const Job& g) {
     for (int j = 0; j < g.H; ++j) cy[j] = cubic_coef(frac[j]);
 
     const int W = g.W, n = g.W * CH;
-    auto horizontal = [&](const Ipp8u* p, float* out) {
+    auto horizontal = [&](const Ipp8u* p, float* out, ptrdiff_t ahead) {
         for (int i = 0; i < W; ++i) {
             const int* o = colTaps + 4 * i;
+            if ((i & 3) == 0) prefetch_ahead(p + o[0], ahead);
             for (int c = 0; c < CH; ++c)
                 out[i * CH + c] = cubic_eval(cx[i], p[o[0] + c], p[o[1] + c], p[o[2] + c], p[o[3] + c]);
         }
@@ -334,10 +393,11 @@ IppStatus run_lanczos(const Job& g) {
     for (int j = 0; j < g.H; ++j) lanczos6_weights(frac[j], wy + 6 * j);
 
     const int W = g.W, n = g.W * CH;
-    auto horizontal = [&](const Ipp8u* p, float* out) {
+    auto horizontal = [&](const Ipp8u* p, float* out, ptrdiff_t ahead) {
         for (int i = 0; i < W; ++i) {
             const int* o = colTaps + 6 * i;
             const float* w = wx + 6 * i;
+            if ((i & 3) == 0) prefetch_ahead(p + o[0], ahead);
             for (int c = 0; c < CH; ++c) {
                 float v = w[0] * p[o[0] + c];
                 for (int k = 1; k < 6; ++k) v = v + w[k] * p[o[k] + c];
