@@ -243,38 +243,13 @@ void weigh(const Ipp8u* const* rows, const int* cols, const float* wx, const flo
     }
 }
 
-// One neighbourhood row (NT taps of CH channels) of the lanes, from their
-// first taps p[k] + off; C3 Lanczos rows (18 bytes) come in two pieces.
-template <int CH, int NT>
-struct TapRow {
-    static constexpr int NB = NT * CH;
-    static constexpr int NA = NB <= 12 ? NB : 12;
-    lanes::LaneBytes<NA> a;
-    lanes::LaneBytes<NB - NA == 0 ? 2 : NB - NA> b;  // unused when NB <= 12
-
-    template <bool WIDE>
-    QM_LANES_INLINE void load(const Ipp8u* const* p, ptrdiff_t off) {
-        a.template load<WIDE>(p, off);
-        if constexpr (NB > NA) b.template load<WIDE>(p, off + NA);
-    }
-    template <int I>
-    QM_LANES_INLINE VF tap() const {
-        if constexpr (I < NA)
-            return a.template tap<I>();
-        else
-            return b.template tap<I - NA>();
-    }
-};
-template <int CH, int NT>
-inline constexpr int kTapReach = NT * CH <= 12 ? lanes::kWideReach<NT * CH> : 12 + lanes::kWideReach<NT * CH - 12>;
-
 // The lanes' sums as weigh() forms them, from first taps p[k] whose wide
 // loads stay in the rows when `wide`.
 template <int CH, int NT>
 QM_LANES_INLINE void weigh(const Ipp8u* const* p, ptrdiff_t step, bool wide, const VF* wx, const VF* wy, VI* out) {
     VF v[CH];
     for (int r = 0; r < NT; ++r) {
-        TapRow<CH, NT> t;
+        lanes::TapRow<CH, NT> t;
         if (wide)
             t.template load<true>(p, r * step);
         else
@@ -322,7 +297,7 @@ void remap_lagrange(const Job& g) {
     const VI zero = lanes::iset(0), one = lanes::iset(1), minus = lanes::iset(-1);
     const VI endX = lanes::iset(g.lastX - 2), lastX0 = lanes::iset(g.lastX - 3);
     const VI endY = lanes::iset(g.lastY - 2), lastY0 = lanes::iset(g.lastY - 3);
-    const VI wideX = lanes::iset(wide_limit(g, CH, kTapReach<CH, 4>));
+    const VI wideX = lanes::iset(wide_limit(g, CH, lanes::kTapReach<CH, 4>));
     auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) QM_LANES_FLATTEN {
         const VI ix = lanes::truncate_eps(x), iy = lanes::truncate_eps(y);
         const VI x0 = lanes::iselect(lanes::ilt(ix, one), zero,
@@ -373,7 +348,7 @@ void remap_windowed(const Job& g) {
     const VI lowX = lanes::iset(back), highX = lanes::iset(g.lastX - NT + 1 + back);
     const VI lowY = lanes::iset(back), highY = lanes::iset(g.lastY - NT + 1 + back);
     const VI shift = lanes::iset(-back);
-    const VI wideX = lanes::iset(wide_limit(g, CH, kTapReach<CH, NT>));
+    const VI wideX = lanes::iset(wide_limit(g, CH, lanes::kTapReach<CH, NT>));
     auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) QM_LANES_FLATTEN {
         const VI ix = lanes::truncate_eps(x), iy = lanes::truncate_eps(y);
         const VI outside = lanes::i_or(lanes::i_or(lanes::igt(ix, highX), lanes::ilt(ix, lowX)),

@@ -272,6 +272,32 @@ struct LaneBytes {
     }
 };
 
+// One neighbourhood row (NT taps of CH channels) of the lanes, from their
+// first taps p[k] + off; C3 Lanczos rows (18 bytes) come in two pieces.
+template <int CH, int NT>
+struct TapRow {
+    static constexpr int NB = NT * CH;
+    static constexpr int NA = NB <= 12 ? NB : 12;
+    LaneBytes<NA> a;
+    LaneBytes<NB - NA == 0 ? 2 : NB - NA> b;  // unused when NB <= 12
+
+    template <bool WIDE>
+    QM_LANES_INLINE void load(const Ipp8u* const* p, ptrdiff_t off) {
+        a.template load<WIDE>(p, off);
+        if constexpr (NB > NA) b.template load<WIDE>(p, off + NA);
+    }
+    template <int I>
+    QM_LANES_INLINE VF tap() const {
+        if constexpr (I < NA)
+            return a.template tap<I>();
+        else
+            return b.template tap<I - NA>();
+    }
+};
+// Bytes read from the first tap by TapRow<CH, NT>::load<true>.
+template <int CH, int NT>
+inline constexpr int kTapReach = NT * CH <= 12 ? kWideReach<NT * CH> : 12 + kWideReach<NT * CH - 12>;
+
 // f(std::integral_constant<int, 0>) .. f(<N - 1>), in order: indices the
 // register shuffles need as constants.
 template <int N, class F>
