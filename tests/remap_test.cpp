@@ -175,6 +175,47 @@ INSTANTIATE_TEST_SUITE_P(Codes, RemapCases,
                          ::testing::Combine(::testing::Values(1, 3), ::testing::Values(1, 2, 4, 6, 16),
                                             ::testing::ValuesIn(kCases)));
 
+// A gentle warp over a wider image: most runs of destination pixels lie
+// wholly inside the region, and the warp pushes some against every edge of
+// the image (last column and row, clamped and sliding neighbourhoods) and
+// past the region.
+TEST(Remap, WarpedRunsMatchReferenceNearEveryEdge) {
+    const int w = 61, h = 37, dw = 67, dh = 41;
+    for (int ch : {1, 3})
+        for (const IppiRect region : {IppiRect{0, 0, w, h}, IppiRect{3, 2, 52, 31}}) {
+            std::mt19937 rng(ch * 7 + region.x);
+            GuardedImage src(w * ch, h, 5);
+            src.fill_random(rng);
+            const Ref ref{src, w, h, ch, region};
+            Maps m(dw, dh, 2);
+            for (int j = 0; j < dh; ++j)
+                for (int i = 0; i < dw; ++i) {
+                    const double u = double(i) / (dw - 1), v = double(j) / (dh - 1);
+                    m.X(i, j) = float(u * (w - 1) * 1.04 - 1.0 + 1.3 * std::sin(5.0 * v));
+                    m.Y(i, j) = float(v * (h - 1) * 1.03 - 0.6 + 0.9 * std::cos(4.0 * u));
+                    if (j % 9 == 4) m.X(i, j) = float(w - 1) - float(i % 5) * 0.25f;  // on and next to the last column
+                    if (i % 11 == 3) m.Y(i, j) = float(h - 1) - float(j % 3) * 0.5f;  // the last rows
+                }
+            for (int code : {1, 2, 4, 6, 16})
+                for (auto [set, fn] : sets(ch)) {
+                    GuardedImage dst(dw * ch, dh, 4);
+                    GuardedImage before = dst;
+                    ASSERT_EQ(fn(src.data(), {w, h}, src.step(), region, m.x.data(), m.step * 4, m.y.data(),
+                                 m.step * 4, dst.data(), dst.step(), {dw, dh}, code),
+                              ippStsNoErr);
+                    ASSERT_TRUE(dst.guards_intact()) << set;
+                    for (int j = 0; j < dh; ++j)
+                        for (int i = 0; i < dw; ++i)
+                            for (int c = 0; c < ch; ++c) {
+                                const int want = ref.sample(code, m.X(i, j), m.Y(i, j), c);
+                                const int got = dst.at(j, i * ch + c);
+                                ASSERT_EQ(got, want < 0 ? before.at(j, i * ch + c) : want)
+                                    << set << " code " << code << " ch " << ch << " at " << i << "," << j;
+                            }
+                }
+        }
+}
+
 TEST(Remap, BoundsAreInclusiveAndAHairBeyondIsSkipped) {
     std::mt19937 rng(2);
     GuardedImage src(10, 8);

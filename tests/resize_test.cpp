@@ -226,6 +226,33 @@ TEST(Resize, HalvingBySupersamplingAveragesBlocksExactly) {
     }
 }
 
+// Halving regions that end at the image's right edge, from odd offsets and
+// widths: the vector rows must stop where the image row does.
+TEST(Resize, HalvingBySupersamplingUpToTheImageEdge) {
+    for (int ch : {1, 3})
+        for (int w : {37, 50, 53, 70})
+            for (int x0 : {0, 1, 3}) {
+                std::mt19937 rng(w * 3 + x0 + ch);
+                const Src s(w, 9, ch, 0, rng);
+                const IppiRect r{x0, 1, w - x0, 8};
+                const int W = (w - x0) / 2, H = 4;
+                for (auto [set, fn] : sets(ch)) {
+                    GuardedImage dst(W * ch, H, 1);
+                    ASSERT_EQ(fn(s.img.data(), {w, 9}, s.img.step(), r, dst.data(), dst.step(), {W, H}, 0.5, 0.5, 8), 0);
+                    ASSERT_TRUE(dst.guards_intact()) << set;
+                    for (int y = 0; y < H; ++y)
+                        for (int x = 0; x < W; ++x)
+                            for (int c = 0; c < ch; ++c) {
+                                const int sx = x0 + 2 * x, sy = 1 + 2 * y;
+                                const int sum = s.at(sx, sy, c) + s.at(sx + 1, sy, c) + s.at(sx, sy + 1, c) +
+                                                s.at(sx + 1, sy + 1, c);
+                                ASSERT_EQ(dst.at(y, x * ch + c), (sum + 2) / 4)
+                                    << set << " ch " << ch << " width " << w << " from " << x0 << " at " << x << "," << y;
+                            }
+                }
+            }
+}
+
 TEST(Resize, LinearAtScaleOneReproducesTheSource) {
     std::mt19937 rng(9);
     const Src s(33, 21, 3, 5, rng);

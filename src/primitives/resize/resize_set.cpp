@@ -7,11 +7,16 @@
 // destination walks down the source.
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include <emmintrin.h>
+#if defined(__SSSE3__)
+#include <tmmintrin.h>
+#endif
 
 #include "frame/set.h"
 #include "primitives/resize/geometry_kernels.h"
+#include "primitives/resize/pixel_lanes.h"
 #include "primitives/resize/resize_engine.h"
 
 namespace qm::QM_SET {
@@ -145,9 +150,8 @@ void fill_taps(int* taps, int n, const AxisMap& map, int origin, int first, int 
 // Generic driver: per destination row fetch the NT horizontally interpolated
 // source rows, then combine them vertically.
 template <class B, int NT, class Horizontal, class Vertical>
-IppStatus run_separable(const Job& g, WorkBlocks& wb, const int* rowTaps, Horizontal&& horizontal,
+IppStatus run_separable(const Job& g, WorkBlocks& wb, const int* rowTaps, int64_t len, Horizontal&& horizontal,
                         Vertical&& vertical) {
-    const int64_t len = int64_t{g.W} * 4 + 4;  // room for C3 (3 W + 12) and C1 (W + 4)
     B* buffers[NT];
     for (int k = 0; k < NT; ++k) {
         buffers[k] = wb.get<B>(len);
@@ -155,25 +159,64 @@ IppStatus run_separable(const Job& g, WorkBlocks& wb, const int* rowTaps, Horizo
     }
     RowCache<B, NT> cache(buffers);
     const B* rows[NT];
+    // A source row is interpolated once; the one the next destination row
+    // will want at the same tap lies about 1 / factor rows further.
+    const double perRow = 1.0 / g.yf;
+    const ptrdiff_t ahead = (perRow < 1.5 ? 1 : static_cast<ptrdiff_t>(perRow + 0.5)) * g.srcStep;
     for (int j = 0; j < g.H; ++j) {
         cache.fetch(rowTaps + j * NT, rows,
-                    [&](int srcRow, B* out) { horizontal(src_row(g, srcRow), out); });
+                    [&](int srcRow, B* out) { horizontal(src_row(g, srcRow), out, ahead); });
         vertical(j, rows, dst_row(g, j));
     }
     return ippStsNoErr;
+}
+
+// Asks for the bytes at p + ahead (the row the next destination row will
+// need): the hardware prefetcher alone leaves the row fetches waiting on
+// memory. Prefetches do not fault, so the address may run past the image; it
+// is formed as an integer for that reason.
+inline void prefetch_ahead(const Ipp8u* p, ptrdiff_t ahead) {
+    _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<uintptr_t>(p) + ahead), _MM_HINT_T0);
 }
 
 // Horizontal linear pass over the first `count` columns, exact integer
 // arithmetic as in the scalar loop (pmaddwd forms w0 a + w1 b exactly).
 // Returns the number of columns done.
 template <int CH>
-int linear_row_fast(const Ipp8u* p, const int* taps, const Ipp16s* wx, int count, Ipp16u* out) {
+int linear_row_fast(const Ipp8u* p, const int* taps, const Ipp16s* wx, int count, Ipp16u* out, ptrdiff_t ahead) {
     const __m128i zero = _mm_setzero_si128(), round = _mm_set1_epi32(128);
     if constexpr (CH == 3) {
+        int i = 0;
+#if defined(__SSSE3__)
+        // Four pixels per step: the 8-byte loads at each pixel's first tap
+        // hold a0 a1 a2 b0 b1 b2; two pixels share a register and shuffles
+        // form the pairs (a_c, b_c) of 12 values, four per register.
+        const __m128i s0 = _mm_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, 8, -1, 11, -1);
+        const __m128i s1a = _mm_setr_epi8(9, -1, 12, -1, 10, -1, 13, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+        const __m128i s1b = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, 0, -1, 3, -1, 1, -1, 4, -1);
+        const __m128i s2 = _mm_setr_epi8(2, -1, 5, -1, 8, -1, 11, -1, 9, -1, 12, -1, 10, -1, 13, -1);
+        auto load8 = [&](int k) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + taps[2 * k])); };
+        for (; i + 4 <= count; i += 4) {
+            prefetch_ahead(p + taps[2 * i], ahead);
+            const __m128i ab01 = _mm_unpacklo_epi64(load8(i), load8(i + 1));
+            const __m128i ab23 = _mm_unpacklo_epi64(load8(i + 2), load8(i + 3));
+            const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i));
+            __m128i r0 = _mm_madd_epi16(_mm_shuffle_epi8(ab01, s0), _mm_shuffle_epi32(w, _MM_SHUFFLE(1, 0, 0, 0)));
+            __m128i r1 = _mm_madd_epi16(_mm_or_si128(_mm_shuffle_epi8(ab01, s1a), _mm_shuffle_epi8(ab23, s1b)),
+                                        _mm_shuffle_epi32(w, _MM_SHUFFLE(2, 2, 1, 1)));
+            __m128i r2 = _mm_madd_epi16(_mm_shuffle_epi8(ab23, s2), _mm_shuffle_epi32(w, _MM_SHUFFLE(3, 3, 3, 2)));
+            r0 = _mm_srai_epi32(_mm_add_epi32(r0, round), 8);
+            r1 = _mm_srai_epi32(_mm_add_epi32(r1, round), 8);
+            r2 = _mm_srai_epi32(_mm_add_epi32(r2, round), 8);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 3 * i), _mm_packs_epi32(r0, r1));
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 3 * i + 8), _mm_packs_epi32(r2, r2));
+        }
+#endif
         // One pixel per step: bytes a0 a1 a2 b0 b1 b2 become pairs (a_c, b_c).
         // The fourth lane is junk and lands where the next pixel (or the row
         // buffer's slack) is written.
-        for (int i = 0; i < count; ++i) {
+        for (; i < count; ++i) {
+            if ((i & 3) == 0) prefetch_ahead(p + taps[2 * i], ahead);
             const __m128i v = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + taps[2 * i])), zero);
             const __m128i ab = _mm_unpacklo_epi16(v, _mm_srli_si128(v, 6));
             int w;
@@ -184,14 +227,29 @@ int linear_row_fast(const Ipp8u* p, const int* taps, const Ipp16s* wx, int count
         }
         return count;
     } else {
+        // Eight pixels per step, each pixel's two taps read as one 16-bit word.
         int i = 0;
-        for (; i + 4 <= count; i += 4) {
-            Ipp16u q[4];
-            for (int k = 0; k < 4; ++k) __builtin_memcpy(&q[k], p + taps[2 * (i + k)], 2);
-            const __m128i v = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(q)), zero);
-            __m128i r = _mm_madd_epi16(v, _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i)));
-            r = _mm_srai_epi32(_mm_add_epi32(r, round), 8);
-            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + i), _mm_packs_epi32(r, r));
+        auto word = [&](int k) {
+            uint16_t w;
+            std::memcpy(&w, p + taps[2 * (i + k)], 2);
+            return w;
+        };
+        for (; i + 8 <= count; i += 8) {
+            prefetch_ahead(p + taps[2 * i], ahead);
+            __m128i v = zero;
+            v = _mm_insert_epi16(v, word(0), 0);
+            v = _mm_insert_epi16(v, word(1), 1);
+            v = _mm_insert_epi16(v, word(2), 2);
+            v = _mm_insert_epi16(v, word(3), 3);
+            v = _mm_insert_epi16(v, word(4), 4);
+            v = _mm_insert_epi16(v, word(5), 5);
+            v = _mm_insert_epi16(v, word(6), 6);
+            v = _mm_insert_epi16(v, word(7), 7);
+            __m128i lo = _mm_madd_epi16(_mm_unpacklo_epi8(v, zero), _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i)));
+            __m128i hi = _mm_madd_epi16(_mm_unpackhi_epi8(v, zero), _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i + 8)));
+            lo = _mm_srai_epi32(_mm_add_epi32(lo, round), 8);
+            hi = _mm_srai_epi32(_mm_add_epi32(hi, round), 8);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packs_epi32(lo, hi));
         }
         return i;
     }
@@ -235,8 +293,8 @@ IppStatus run_linear(const Job& g) {
            colTaps[2 * fast] + 8 <= g.srcW * CH)
         ++fast;
     // 6 fractional bits survive the horizontal pass: 16384 * 255 >> 8 fits 16 bits.
-    auto horizontal = [&](const Ipp8u* p, Ipp16u* out) {
-        const int start = linear_row_fast<CH>(p, colTaps, wx, fast, out);
+    auto horizontal = [&](const Ipp8u* p, Ipp16u* out, ptrdiff_t ahead) {
+        const int start = linear_row_fast<CH>(p, colTaps, wx, fast, out, ahead);
         for (int i = start; i < W; ++i) {
             const Ipp8u* a = p + colTaps[2 * i];
             const Ipp8u* b = p + colTaps[2 * i + 1];
@@ -261,7 +319,8 @@ IppStatus run_linear(const Job& g) {
         }
         for (; e < n; ++e) d[e] = static_cast<Ipp8u>((t1[e] * f1 + t0[e] * f0 + 524288) >> 20);
     };
-    return run_separable<Ipp16u, 2>(g, wb, rowTaps, horizontal, vertical);
+    // Room for C3 (3 W + 12) and C1 (W + 4).
+    return run_separable<Ipp16u, 2>(g, wb, rowTaps, int64_t{g.W} * 4 + 4, horizontal, vertical);
 }
 
 // Cubic through four samples, in the forward-difference form. The three
@@ -281,79 +340,190 @@ inline float cubic_eval(const CubicCoef& q, float pm, float p0, float p1, float 
     return ((pm + q.t1 * d1) + q.k * d2) + q.k3 * d3;
 }
 
+using lanes::kLanes;
+using lanes::VF;
+using lanes::VI;
+
+QM_LANES_INLINE VF cubic_eval(VF t1, VF k, VF k3, VF pm, VF p0, VF p1, VF p2) {
+    using namespace lanes;
+    const VF d1 = fsub(p0, pm);
+    const VF e = fsub(p1, p0);
+    const VF d2 = fsub(e, d1);
+    const VF three = fset(3.0f);
+    const VF d3 = fsub(fadd(fsub(p2, fmul(three, p1)), fmul(three, p0)), pm);
+    return fadd(fadd(fadd(pm, fmul(t1, d1)), fmul(k, d2)), fmul(k3, d3));
+}
+
+// Columns lo .. hi - 1 have NT neighbouring taps whose wide lane loads stay
+// inside the source row; the vector passes take them, the scalar code the
+// clamped columns at the edges.
+template <int CH, int NT>
+void lane_columns(const Job& g, const int* colTaps, int& lo, int& hi) {
+    auto direct = [&](int i) {
+        const int* t = colTaps + NT * i;
+        for (int k = 1; k < NT; ++k)
+            if (t[k] != t[0] + k * CH) return false;
+        return int64_t{t[0]} + lanes::kTapReach<CH, NT> <= int64_t{g.srcW} * CH;
+    };
+    lo = 0;
+    while (lo < g.W && !direct(lo)) ++lo;
+    hi = lo;
+    while (hi < g.W && direct(hi)) ++hi;
+}
+
+// The separable float modes keep their row buffers planar (one plane of W
+// values per channel, `plane` apart), so that the vector passes run across
+// pixels; the vertical pass interleaves the channels again as it writes.
+inline int plane_stride(int W) { return (W + kLanes - 1) / kLanes * kLanes; }
+
 template <int CH>
 IppStatus run_cubic(const Job& g) {
     WorkBlocks wb;
     int* colTaps = wb.get<int>(int64_t{g.W} * 4);
-    CubicCoef* cx = wb.get<CubicCoef>(g.W);
+    float* cx = wb.get<float>(int64_t{g.W} * 3);  // planes of t + 1, k, k3
     int* rowTaps = wb.get<int>(int64_t{g.H} * 4);
     CubicCoef* cy = wb.get<CubicCoef>(g.H);
-    float* tmp = wb.get<float>(int64_t{g.W} * CH);
     float* frac = wb.get<float>(g.W > g.H ? g.W : g.H);
-    if (!colTaps || !cx || !rowTaps || !cy || !frac || !tmp) return ippStsMemAllocErr;
+    if (!colTaps || !cx || !rowTaps || !cy || !frac) return ippStsMemAllocErr;
 
-    fill_taps<4>(colTaps, g.W, AxisMap(g.roiW, g.xf), g.roiX, -1, g.srcW - 1, CH, frac);
-    for (int i = 0; i < g.W; ++i) cx[i] = cubic_coef(frac[i]);
+    const int W = g.W, plane = plane_stride(W);
+    fill_taps<4>(colTaps, W, AxisMap(g.roiW, g.xf), g.roiX, -1, g.srcW - 1, CH, frac);
+    float* const cxT1 = cx;
+    float* const cxK = cx + W;
+    float* const cxK3 = cx + 2 * W;
+    for (int i = 0; i < W; ++i) {
+        const CubicCoef q = cubic_coef(frac[i]);
+        cxT1[i] = q.t1;
+        cxK[i] = q.k;
+        cxK3[i] = q.k3;
+    }
     fill_taps<4>(rowTaps, g.H, AxisMap(g.roiH, g.yf), g.roiY, -1, g.srcH - 1, 1, frac);
     for (int j = 0; j < g.H; ++j) cy[j] = cubic_coef(frac[j]);
+    int lo, hi;
+    lane_columns<CH, 4>(g, colTaps, lo, hi);
 
-    const int W = g.W, n = g.W * CH;
-    auto horizontal = [&](const Ipp8u* p, float* out) {
-        for (int i = 0; i < W; ++i) {
+    auto horizontal = [&](const Ipp8u* p, float* out, ptrdiff_t ahead) {
+        auto one = [&](int i) {
             const int* o = colTaps + 4 * i;
+            const CubicCoef q{cxT1[i], cxK[i], cxK3[i]};
             for (int c = 0; c < CH; ++c)
-                out[i * CH + c] = cubic_eval(cx[i], p[o[0] + c], p[o[1] + c], p[o[2] + c], p[o[3] + c]);
+                out[c * plane + i] = cubic_eval(q, p[o[0] + c], p[o[1] + c], p[o[2] + c], p[o[3] + c]);
+        };
+        int i = 0;
+        for (; i < lo; ++i) one(i);
+        for (; i + kLanes <= hi; i += kLanes) {
+            prefetch_ahead(p + colTaps[4 * i], ahead);
+            const Ipp8u* q[kLanes];
+            for (int k = 0; k < kLanes; ++k) q[k] = p + colTaps[4 * (i + k)];
+            lanes::TapRow<CH, 4> t;
+            t.template load<true>(q, 0);
+            const VF t1 = lanes::fload(cxT1 + i), k = lanes::fload(cxK + i), k3 = lanes::fload(cxK3 + i);
+            lanes::unroll<CH>([&](auto c) QM_LANES_FLATTEN {
+                lanes::fstore(out + c * plane + i,
+                              cubic_eval(t1, k, k3, t.template tap<c>(), t.template tap<CH + c>(),
+                                         t.template tap<2 * CH + c>(), t.template tap<3 * CH + c>()));
+            });
         }
+        for (; i < W; ++i) one(i);
     };
     auto vertical = [&](int j, const float* const* r, Ipp8u* d) {
         const CubicCoef q = cy[j];
-        const float* r0 = r[0];
-        const float* r1 = r[1];
-        const float* r2 = r[2];
-        const float* r3 = r[3];
-        for (int e = 0; e < n; ++e) tmp[e] = cubic_eval(q, r0[e], r1[e], r2[e], r3[e]);
-        round_sat_row(tmp, nullptr, 1.0f, d, n);
+        const VF t1 = lanes::fset(q.t1), k = lanes::fset(q.k), k3 = lanes::fset(q.k3);
+        int i = 0;
+        for (; i + kLanes <= W; i += kLanes) {
+            VI v[CH];
+            for (int c = 0; c < CH; ++c) {
+                const int e = c * plane + i;
+                v[c] = lanes::round_sat(cubic_eval(t1, k, k3, lanes::fload(r[0] + e), lanes::fload(r[1] + e),
+                                                   lanes::fload(r[2] + e), lanes::fload(r[3] + e)));
+            }
+            lanes::put_pixels<CH>(v, d + i * CH, lanes::kAllLanes);
+        }
+        for (; i < W; ++i)
+            for (int c = 0; c < CH; ++c) {
+                const int e = c * plane + i;
+                d[i * CH + c] = round_sat(cubic_eval(q, r[0][e], r[1][e], r[2][e], r[3][e]));
+            }
     };
-    return run_separable<float, 4>(g, wb, rowTaps, horizontal, vertical);
+    return run_separable<float, 4>(g, wb, rowTaps, int64_t{plane} * CH, horizontal, vertical);
 }
 
 template <int CH>
 IppStatus run_lanczos(const Job& g) {
     WorkBlocks wb;
     int* colTaps = wb.get<int>(int64_t{g.W} * 6);
-    float* wx = wb.get<float>(int64_t{g.W} * 6);
+    float* wx = wb.get<float>(int64_t{g.W} * 6);  // six planes: weight k of every column
     int* rowTaps = wb.get<int>(int64_t{g.H} * 6);
     float* wy = wb.get<float>(int64_t{g.H} * 6);
-    float* tmp = wb.get<float>(int64_t{g.W} * CH);
     float* frac = wb.get<float>(g.W > g.H ? g.W : g.H);
-    if (!colTaps || !wx || !rowTaps || !wy || !frac || !tmp) return ippStsMemAllocErr;
+    if (!colTaps || !wx || !rowTaps || !wy || !frac) return ippStsMemAllocErr;
 
-    fill_taps<6>(colTaps, g.W, AxisMap(g.roiW, g.xf), g.roiX, -2, g.srcW - 1, CH, frac);
-    for (int i = 0; i < g.W; ++i) lanczos6_weights(frac[i], wx + 6 * i);
+    const int W = g.W, plane = plane_stride(W);
+    fill_taps<6>(colTaps, W, AxisMap(g.roiW, g.xf), g.roiX, -2, g.srcW - 1, CH, frac);
+    for (int i = 0; i < W; ++i) {
+        float w[6];
+        lanczos6_weights(frac[i], w);
+        for (int k = 0; k < 6; ++k) wx[k * W + i] = w[k];
+    }
     fill_taps<6>(rowTaps, g.H, AxisMap(g.roiH, g.yf), g.roiY, -2, g.srcH - 1, 1, frac);
     for (int j = 0; j < g.H; ++j) lanczos6_weights(frac[j], wy + 6 * j);
+    int lo, hi;
+    lane_columns<CH, 6>(g, colTaps, lo, hi);
 
-    const int W = g.W, n = g.W * CH;
-    auto horizontal = [&](const Ipp8u* p, float* out) {
-        for (int i = 0; i < W; ++i) {
+    auto horizontal = [&](const Ipp8u* p, float* out, ptrdiff_t ahead) {
+        auto one = [&](int i) {
             const int* o = colTaps + 6 * i;
-            const float* w = wx + 6 * i;
             for (int c = 0; c < CH; ++c) {
-                float v = w[0] * p[o[0] + c];
-                for (int k = 1; k < 6; ++k) v = v + w[k] * p[o[k] + c];
-                out[i * CH + c] = v;
+                float v = wx[i] * p[o[0] + c];
+                for (int k = 1; k < 6; ++k) v = v + wx[k * W + i] * p[o[k] + c];
+                out[c * plane + i] = v;
             }
+        };
+        int i = 0;
+        for (; i < lo; ++i) one(i);
+        for (; i + kLanes <= hi; i += kLanes) {
+            prefetch_ahead(p + colTaps[6 * i], ahead);
+            const Ipp8u* q[kLanes];
+            for (int k = 0; k < kLanes; ++k) q[k] = p + colTaps[6 * (i + k)];
+            lanes::TapRow<CH, 6> t;
+            t.template load<true>(q, 0);
+            VF w[6];
+            for (int k = 0; k < 6; ++k) w[k] = lanes::fload(wx + k * W + i);
+            VF v[CH];
+            // Taps in byte order; each channel's sum still runs left to right.
+            lanes::unroll<6 * CH>([&](auto b) QM_LANES_FLATTEN {
+                constexpr int k = b / CH, c = b % CH;
+                const VF term = lanes::fmul(w[k], t.template tap<b>());
+                v[c] = k == 0 ? term : lanes::fadd(v[c], term);
+            });
+            for (int c = 0; c < CH; ++c) lanes::fstore(out + c * plane + i, v[c]);
         }
+        for (; i < W; ++i) one(i);
     };
     auto vertical = [&](int j, const float* const* r, Ipp8u* d) {
         const float* w = wy + 6 * j;
-        const float w0 = w[0], w1 = w[1], w2 = w[2], w3 = w[3], w4 = w[4], w5 = w[5];
-        const float *r0 = r[0], *r1 = r[1], *r2 = r[2], *r3 = r[3], *r4 = r[4], *r5 = r[5];
-        for (int e = 0; e < n; ++e)
-            tmp[e] = ((((w0 * r0[e] + w1 * r1[e]) + w2 * r2[e]) + w3 * r3[e]) + w4 * r4[e]) + w5 * r5[e];
-        round_sat_row(tmp, nullptr, 1.0f, d, n);
+        VF wv[6];
+        for (int k = 0; k < 6; ++k) wv[k] = lanes::fset(w[k]);
+        int i = 0;
+        for (; i + kLanes <= W; i += kLanes) {
+            VI v[CH];
+            for (int c = 0; c < CH; ++c) {
+                const int e = c * plane + i;
+                VF s = lanes::fmul(wv[0], lanes::fload(r[0] + e));
+                for (int k = 1; k < 6; ++k) s = lanes::fadd(s, lanes::fmul(wv[k], lanes::fload(r[k] + e)));
+                v[c] = lanes::round_sat(s);
+            }
+            lanes::put_pixels<CH>(v, d + i * CH, lanes::kAllLanes);
+        }
+        for (; i < W; ++i)
+            for (int c = 0; c < CH; ++c) {
+                const int e = c * plane + i;
+                d[i * CH + c] = round_sat(
+                    ((((w[0] * r[0][e] + w[1] * r[1][e]) + w[2] * r[2][e]) + w[3] * r[3][e]) + w[4] * r[4][e]) +
+                    w[5] * r[5][e]);
+            }
     };
-    return run_separable<float, 6>(g, wb, rowTaps, horizontal, vertical);
+    return run_separable<float, 6>(g, wb, rowTaps, int64_t{plane} * CH, horizontal, vertical);
 }
 
 template <int CH>

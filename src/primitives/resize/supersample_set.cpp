@@ -13,6 +13,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <emmintrin.h>
+#if defined(__SSSE3__)
+#include <tmmintrin.h>
+#endif
+#if defined(__SSE4_1__)
+#include <smmintrin.h>
+#endif
+
 #include "frame/set.h"
 #include "primitives/resize/geometry_kernels.h"
 #include "primitives/resize/resize_engine.h"
@@ -96,6 +104,116 @@ void reduce_row(const Ipp8u* p, const Axis& ax, int W, float* out) {
     }
 }
 
+// Halving with every footprint whole and uncut: each output is
+// round_sat((sum * 0.5f) * 0.5f) of a 2 x 2 sum below 1021, and that float
+// arithmetic is exact, so it equals (sum + 2) >> 2.
+bool halves(const Axis& a, int n) {
+    for (int i = 0; i < n; ++i)
+        if (a.count[i] != 2 || a.first[i] != 2 * i || a.scale[i] != 0.5f) return false;
+    return true;
+}
+
+// Asks for the bytes at p + ahead: the same place in the rows of the next
+// destination row. The hardware prefetcher alone leaves these row pairs
+// waiting on memory. Prefetches do not fault, so running past the image is
+// harmless; the address is formed as an integer for that reason.
+inline void prefetch_ahead(const Ipp8u* p, ptrdiff_t ahead) {
+    _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<uintptr_t>(p) + ahead), _MM_HINT_T0);
+}
+
+// One destination row of W pixels from source rows r0 and r1; `avail` bytes
+// are readable from the start of each, `ahead` leads to the next row pair.
+template <int CH>
+void halve_row(const Ipp8u* r0, const Ipp8u* r1, int W, int64_t avail, ptrdiff_t ahead, Ipp8u* d) {
+    int i = 0;
+    if constexpr (CH == 1) {
+        // 16 outputs from 32 bytes of each row.
+        const __m128i two = _mm_set1_epi16(2);
+#if defined(__SSSE3__)
+        const __m128i ones = _mm_set1_epi8(1);
+        auto pairs = [&](const Ipp8u* p) {
+            return _mm_maddubs_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), ones);
+        };
+#else
+        const __m128i low = _mm_set1_epi16(0x00FF);
+        auto pairs = [&](const Ipp8u* p) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            return _mm_add_epi16(_mm_and_si128(v, low), _mm_srli_epi16(v, 8));
+        };
+#endif
+        for (; i + 16 <= W && int64_t{2} * i + 32 <= avail; i += 16) {
+            const Ipp8u* a = r0 + 2 * i;
+            const Ipp8u* b = r1 + 2 * i;
+            prefetch_ahead(a, ahead);
+            prefetch_ahead(b, ahead);
+            const __m128i s0 = _mm_add_epi16(pairs(a), pairs(b)), s1 = _mm_add_epi16(pairs(a + 16), pairs(b + 16));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i),
+                             _mm_packus_epi16(_mm_srli_epi16(_mm_add_epi16(s0, two), 2),
+                                              _mm_srli_epi16(_mm_add_epi16(s1, two), 2)));
+        }
+    } else {
+#if defined(__SSSE3__)
+        // 8 outputs (24 values) from 48 bytes of each row, read as four
+        // 16-byte loads 12 bytes apart. Each load's two output pixels are
+        // shuffled into byte pairs (a_c, b_c) that maddubs sums; the pair
+        // lanes are placed so that three blends give the 24 values in order.
+        // Lanes holding -1 indices come out zero.
+        const __m128i two = _mm_set1_epi16(2), ones = _mm_set1_epi8(1);
+        const __m128i m0 = _mm_setr_epi8(0, 3, 1, 4, 2, 5, 6, 9, 7, 10, 8, 11, -1, -1, -1, -1);
+        const __m128i m1 = _mm_setr_epi8(2, 5, 6, 9, 7, 10, 8, 11, -1, -1, -1, -1, 0, 3, 1, 4);
+        const __m128i m2 = _mm_setr_epi8(7, 10, 8, 11, -1, -1, -1, -1, 0, 3, 1, 4, 2, 5, 6, 9);
+        const __m128i m3 = _mm_setr_epi8(-1, -1, -1, -1, 0, 3, 1, 4, 2, 5, 6, 9, 7, 10, 8, 11);
+        auto sums = [&](int off, __m128i m) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r0 + off));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r1 + off));
+            return _mm_add_epi16(_mm_maddubs_epi16(_mm_shuffle_epi8(a, m), ones),
+                                 _mm_maddubs_epi16(_mm_shuffle_epi8(b, m), ones));
+        };
+        for (; i + 8 <= W && int64_t{6} * i + 52 <= avail; i += 8) {
+            const int o = 6 * i;
+            prefetch_ahead(r0 + o, ahead);
+            prefetch_ahead(r1 + o, ahead);
+            const __m128i s0 = sums(o, m0), s1 = sums(o + 12, m1), s2 = sums(o + 24, m2), s3 = sums(o + 36, m3);
+#if defined(__SSE4_1__)
+            __m128i v0 = _mm_blend_epi16(s0, s1, 0xC0), v1 = _mm_blend_epi16(s1, s2, 0xF0),
+                    v2 = _mm_blend_epi16(s2, s3, 0xFC);
+#else
+            const __m128i k67 = _mm_setr_epi16(0, 0, 0, 0, 0, 0, -1, -1),
+                          k0123 = _mm_setr_epi16(-1, -1, -1, -1, 0, 0, 0, 0),
+                          k01 = _mm_setr_epi16(-1, -1, 0, 0, 0, 0, 0, 0);
+            __m128i v0 = _mm_or_si128(s0, _mm_and_si128(s1, k67));
+            __m128i v1 = _mm_or_si128(_mm_and_si128(s1, k0123), _mm_andnot_si128(k0123, s2));
+            __m128i v2 = _mm_or_si128(_mm_and_si128(s2, k01), s3);
+#endif
+            v0 = _mm_srli_epi16(_mm_add_epi16(v0, two), 2);
+            v1 = _mm_srli_epi16(_mm_add_epi16(v1, two), 2);
+            v2 = _mm_srli_epi16(_mm_add_epi16(v2, two), 2);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 3 * i), _mm_packus_epi16(v0, v1));
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 3 * i + 16), _mm_packus_epi16(v2, v2));
+        }
+#else
+        // Without byte shuffles: plain sums, a prefetch every 8 outputs.
+        for (; i + 8 <= W; i += 8) {
+            prefetch_ahead(r0 + 6 * i, ahead);
+            prefetch_ahead(r1 + 6 * i, ahead);
+            for (int k = i; k < i + 8; ++k) {
+                const Ipp8u* a = r0 + 6 * k;
+                const Ipp8u* b = r1 + 6 * k;
+                Ipp8u* o = d + 3 * k;
+                o[0] = static_cast<Ipp8u>((a[0] + a[3] + b[0] + b[3] + 2) >> 2);
+                o[1] = static_cast<Ipp8u>((a[1] + a[4] + b[1] + b[4] + 2) >> 2);
+                o[2] = static_cast<Ipp8u>((a[2] + a[5] + b[2] + b[5] + 2) >> 2);
+            }
+        }
+#endif
+    }
+    for (; i < W; ++i)
+        for (int c = 0; c < CH; ++c) {
+            const int k = 2 * i * CH + c;
+            d[i * CH + c] = static_cast<Ipp8u>((r0[k] + r0[k + CH] + r1[k] + r1[k + CH] + 2) >> 2);
+        }
+}
+
 }  // namespace
 
 template <int CH>
@@ -129,6 +247,17 @@ IppStatus resize_supersample(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, I
         for (int c = 0; c < CH; ++c) sx[i * CH + c] = ax.scale[i];
 
     const Ipp8u* origin = pSrc + static_cast<ptrdiff_t>(roi.y) * srcStep + static_cast<ptrdiff_t>(roi.x) * CH;
+
+    if (ax.whole && ay.whole && halves(ax, W) && halves(ay, H)) {
+        // Bytes readable from the region's left edge: the rest of the image row.
+        const int64_t avail = (int64_t{srcSize.width} - roi.x) * CH;
+        for (int j = 0; j < H; ++j) {
+            const Ipp8u* r0 = origin + static_cast<ptrdiff_t>(2 * j) * srcStep;
+            halve_row<CH>(r0, r0 + srcStep, W, avail, 2 * static_cast<ptrdiff_t>(srcStep),
+                          pDst + static_cast<ptrdiff_t>(j) * dstStep);
+        }
+        return ippStsNoErr;
+    }
 
     // Case 0 with sums that float holds exactly: adding the rows first and
     // the columns second gives the same integers, and the row additions run
