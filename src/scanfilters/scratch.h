@@ -12,7 +12,7 @@ namespace qm {
 // memory runs out, instead of a wrapped block too small for its planes.
 inline Ipp8u* scratch_image(int width, int height, int* step) {
     const int64_t rowStep = (3 * int64_t{width} + 31) & ~int64_t{31};
-    if (width > 0 && height > 0 && rowStep * height > INT32_MAX) {
+    if (width > 0 && height > 0 && rowStep > INT32_MAX / height) {
         *step = static_cast<int>(rowStep);
         return nullptr;
     }
