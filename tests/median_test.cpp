@@ -194,7 +194,14 @@ INSTANTIATE_TEST_SUITE_P(Sizes, VectorMedian,
                          ::testing::Values(ColorCase{7, 3, 33, 0, 256}, ColorCase{40, 3, 33, 5, 3},
                                            ColorCase{300, 2, 33, 0, 2}, ColorCase{15, 4, 55, 2, 256},
                                            ColorCase{33, 3, 55, 0, 3}, ColorCase{1, 2, 55, 1, 2},
-                                           ColorCase{270, 2, 55, 3, 256}));
+                                           ColorCase{270, 2, 55, 3, 256},
+                                           // Running sums over rows and column strips: tall
+                                           // regions, strip edges, images full of ties.
+                                           ColorCase{9, 13, 33, 2, 256}, ColorCase{250, 7, 33, 0, 2},
+                                           ColorCase{497, 3, 33, 1, 3}, ColorCase{1, 9, 33, 0, 2},
+                                           ColorCase{8, 11, 55, 2, 256}, ColorCase{121, 9, 55, 0, 2},
+                                           ColorCase{245, 6, 55, 1, 3}, ColorCase{2, 12, 55, 0, 2},
+                                           ColorCase{17, 1, 55, 2, 256}));
 
 TEST(VectorMedian, TieGoesToTheEarliestCandidateAndChecksComeInOrder) {
     // Four black and four (10,10,10) pixels tie (total 325 each); the far
@@ -263,7 +270,12 @@ INSTANTIATE_TEST_SUITE_P(Sizes, Gauss,
                          ::testing::Values(GaussCase{1, 1, 1, 33, 0}, GaussCase{1, 1, 1, 55, 0},
                                            GaussCase{15, 4, 1, 33, 3}, GaussCase{16, 3, 1, 55, 0},
                                            GaussCase{37, 5, 3, 33, 1}, GaussCase{29, 6, 3, 55, 7},
-                                           GaussCase{5, 3, 3, 55, 2}, GaussCase{131, 3, 1, 55, 0}));
+                                           GaussCase{5, 3, 3, 55, 2}, GaussCase{131, 3, 1, 55, 0},
+                                           // 5x5 rows long enough to be cut into strips.
+                                           GaussCase{800, 9, 1, 55, 3}, GaussCase{773, 2, 1, 55, 0},
+                                           GaussCase{783, 3, 1, 55, 1}, GaussCase{263, 7, 3, 55, 2},
+                                           GaussCase{517, 1, 3, 55, 0}, GaussCase{6, 5, 3, 55, 3},
+                                           GaussCase{1600, 4, 1, 55, 0}));
 
 TEST(Gauss, TiesGoToEvenConstantsStayAndFailuresWriteNothing) {
     for (auto [set, fn] : QM_ALL_SETS(ippiFilterGauss_8u_C1R)) {

@@ -1,8 +1,7 @@
 // Colour conversions RGB <-> YUV and RGB <-> HLS, interleaved and planar:
 // status from the arguments alone (each form has its own check order),
 // nothing written on error, nothing written outside the region on success,
-// YUV against the integer formulas, HLS on its grey invariants.
-#include <algorithm>
+// HLS on its grey invariants (values are the unit tests' business).
 #include <cmath>
 #include <type_traits>
 
@@ -12,29 +11,6 @@ namespace {
 
 using namespace qmfuzz;
 
-// ---- YUV reference ----------------------------------------------------------
-
-int clamp255(int v) { return v < 0 ? 0 : v > 255 ? 255 : v; }
-
-void ref_rgb_to_yuv(int r, int g, int b, int out[3]) {
-    const int s = 19595 * r + 38470 * g + 7471 * b;
-    const int dr = (r * 65536 - s + 32767) >> 16;
-    const int db = (b * 65536 - s + 32767) >> 16;
-    const int v = (dr * 57475) >> 16;
-    out[0] = s >> 16;
-    out[1] = (((db * 32244) >> 16) + 128) & 255;
-    out[2] = v < -128 ? 0 : v > 127 ? 255 : v + 128;
-}
-
-void ref_yuv_to_rgb(int y, int u, int v, bool planar, int out[3]) {
-    const int k = planar ? 1 : 0;
-    u -= 128;
-    v -= 128;
-    out[0] = clamp255((y * 65536 + (74711 - k) * v) >> 16);
-    out[1] = clamp255((y * 65536 - (25821 - k) * u - (38076 - k) * v) >> 16);
-    out[2] = clamp255((y * 65536 + (133169 - k) * u) >> 16);
-}
-
 // ---- Source content ---------------------------------------------------------
 
 // Element k of pixel (x, y) of an interleaved image.
@@ -43,40 +19,25 @@ T* px(Ipp8u* origin, int step, int x, int y) {
     return reinterpret_cast<T*>(origin + int64_t{y} * step) + 3 * int64_t{x};
 }
 
-// Overwrites the seeded content of a source image: kept (random), grey
-// pixels (all channels equal, or channel 2 zero when `zeroChannel2`, which
-// is S = 0 on the HLS side), one colour everywhere, some grey pixels among
-// others, or unit-range values for float images.
+// Overwrites the seeded content of a source image: kept (random bits), all
+// grey (every channel equal, or channel 2 zero when `zeroChannel2`: S = 0
+// on the HLS side), some grey pixels, or (float) unit-range values.
 template <class T>
 void paint(Draw& d, Ipp8u* origin, int step, int w, int h, bool zeroChannel2) {
-    const int style = d.range(0, 5);
-    if (style < 2) return;
-    const uint32_t c0 = d.bits(32), c1 = d.bits(32), c2 = d.bits(32);
+    const int style = d.range(0, 3);
     uint32_t seed = d.bits(32);
-    for (int y = 0; y < h; ++y)
+    for (int y = 0; style != 0 && y < h; ++y)
         for (int x = 0; x < w; ++x) {
             T* p = px<T>(origin, step, x, y);
             seed = seed * 1664525u + 1013904223u;
-            if constexpr (std::is_same_v<T, Ipp32f>) {
-                if (style == 5) {
-                    for (int k = 0; k < 3; ++k) {
-                        seed = seed * 1664525u + 1013904223u;
-                        p[k] = float(seed >> 8) / float(1 << 24);
-                    }
-                    continue;
-                }
-            }
-            if (style == 2 || style == 5) {  // grey: the same value in every channel, or S = 0
+            if (style == 3) {
+                if constexpr (std::is_same_v<T, Ipp32f>)
+                    for (int k = 0; k < 3; ++k) p[k] = float((seed >> (8 * k)) & 255) / 255.0f;
+            } else if (style == 1 || (seed >> 28) < 8) {
                 if (zeroChannel2)
                     std::memset(&p[2], 0, sizeof(T));
                 else
                     p[1] = p[2] = p[0];
-            } else if (style == 3) {
-                std::memcpy(&p[0], &c0, sizeof(T));
-                std::memcpy(&p[1], &c1, sizeof(T));
-                std::memcpy(&p[2], &c2, sizeof(T));
-            } else if (style == 4 && (seed >> 28) < 8) {
-                p[1] = p[2] = p[0];
             }
         }
 }
@@ -129,37 +90,18 @@ void interleaved(Draw& d, C3Fn<T> fn, Kind kind) {
     // Overlapping destination rows are legal but their content is whatever came last.
     if (std::abs(int64_t{dstStep}) < rowBytes && h > 1) return;
 
+    if (kind == Kind::RgbToYuv || kind == Kind::YuvToRgb) return;
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
             const T* s = px<T>(src.origin(), srcStep, x, y);
             const T* o = px<T>(dst.origin(), dstStep, x, y);
-            if constexpr (std::is_same_v<T, Ipp8u>) {
-                if (kind == Kind::RgbToYuv || kind == Kind::YuvToRgb) {
-                    int ref[3];
-                    if (kind == Kind::RgbToYuv)
-                        ref_rgb_to_yuv(s[0], s[1], s[2], ref);
-                    else
-                        ref_yuv_to_rgb(s[0], s[1], s[2], false, ref);
-                    for (int k = 0; k < 3; ++k) expect(o[k] == ref[k], "interleaved YUV value", o[k]);
-                    continue;
-                }
-            }
             // HLS, on what holds exactly: grey in gives H = S = 0 and L the
             // grey level; S = 0 in gives R = G = B = L.
             constexpr T kZero = std::is_same_v<T, Ipp16s> ? T(-32768) : T(0);
             if (kind == Kind::ToHls) {
                 bool grey = s[0] == s[1] && s[1] == s[2];
                 if constexpr (std::is_same_v<T, Ipp32f>) grey = grey && std::fabs(s[0]) < 1e30f;
-                if (grey) {
-                    expect(o[0] == kZero && o[2] == kZero, "grey gives hue and saturation 0");
-                    expect(o[1] == s[0], "grey gives its level as lightness");
-                }
-                if constexpr (!std::is_same_v<T, Ipp32f>) {
-                    const int shift = std::is_same_v<T, Ipp16s> ? 32768 : 0;
-                    const int r = s[0] + shift, g = s[1] + shift, b = s[2] + shift;
-                    const int mx = std::max(r, std::max(g, b)), mn = std::min(r, std::min(g, b));
-                    expect(o[1] + shift == (mx + mn + 1) / 2, "lightness is the rounded mid-range", o[1]);
-                }
+                if (grey) expect(o[0] == kZero && o[2] == kZero && o[1] == s[0], "grey gives H = S = 0, L = level");
             } else {
                 if (std::memcmp(&s[2], &kZero, sizeof(T)) == 0)
                     for (int k = 0; k < 3; ++k)
@@ -241,28 +183,12 @@ void planar_yuv(Draw& d, bool toYuv) {
     if (toYuv) {
         expect(inter.same(interWas), "source written", st);
         expect(planes.within(planeStep, w, h), "plane written outside the region", st);
-        if (std::abs(int64_t{planeStep}) < w && h > 1) return;
     } else {
         expect(planes.untouched(), "source plane written", st);
         std::vector<uint8_t> mask(interWas.size());
         mark_rows(mask, ei.before, interStep, 3 * int64_t{w}, h);
         expect(changes_within(interWas, inter.snapshot(), mask), "written outside the region", st);
-        if (std::abs(int64_t{interStep}) < 3 * int64_t{w} && h > 1) return;
     }
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const Ipp8u* c = inter.origin() + int64_t{y} * interStep + 3 * x;
-            const Ipp8u p[3] = {*planes.at(0, planeStep, x, y), *planes.at(1, planeStep, x, y),
-                                *planes.at(2, planeStep, x, y)};
-            int ref[3];
-            if (toYuv) {
-                ref_rgb_to_yuv(c[0], c[1], c[2], ref);
-                for (int k = 0; k < 3; ++k) expect(p[k] == ref[k], "planar YUV value", p[k]);
-            } else {
-                ref_yuv_to_rgb(p[0], p[1], p[2], true, ref);
-                for (int k = 0; k < 3; ++k) expect(c[k] == ref[k], "planar RGB value", c[k]);
-            }
-        }
 }
 
 // ippiBGRToHLS_8u_P3R and ippiHLSToBGR_8u_P3R: all six planes null-checked

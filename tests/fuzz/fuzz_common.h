@@ -41,7 +41,6 @@ public:
     T pick(std::initializer_list<T> values) {
         return values.begin()[range(0, int(values.size()) - 1)];
     }
-    size_t left() const { return n_; }
 
 private:
     uint8_t next() {
@@ -88,7 +87,7 @@ inline void expect(bool ok, const char* what, int status = 0) {
 inline constexpr int kMaxSide = 48;
 
 // ---- Image extents, row steps, special values ------------------------------
-// Used by the colour, bilateral, noise-reduction and geometry harnesses.
+// Used by the colour, bilateral, noise-reduction, copy and geometry harnesses.
 
 // The span of bytes an image may touch: `rows` rows of `rowBytes` bytes,
 // `step` apart (any sign), widened by `up`/`down` rows and `left`/`right`
@@ -171,12 +170,12 @@ inline double odd_double(Draw& d) {
 }  // namespace qmfuzz
 
 // ---- Filter harnesses: windows, steps and bounded legal calls --------------
-// (linear, neighbourhood and scanner-filter harnesses)
+// (neighbourhood-filter and scanner-filter harnesses)
 #include <cstddef>
 namespace qmfuzz {
 
 // A legal call whose buffers would exceed this many bytes is not made, nor
-// one whose reference would take more than kMaxWork multiply-adds.
+// one that would take more than kMaxWork multiply-adds.
 inline constexpr int64_t kMaxAreaBytes = int64_t{1} << 20;
 inline constexpr int64_t kMaxWork = int64_t{1} << 20;
 

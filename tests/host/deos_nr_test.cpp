@@ -1,5 +1,6 @@
 // The noise reductions as the driver reaches them: dlopen and lookup by name,
-// checked against the module's own primitives looked up the same way.
+// checked against the module's own primitives looked up the same way (the
+// argument codes are the unit tests' business).
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -17,24 +18,7 @@ protected:
         for (size_t i = 0; i < n; ++i) v[i] = Ipp8u((i * 37 + (i * i) % 23) & 255);
         return v;
     }
-
 };
-
-TEST_F(NoiseReduction, ArgumentCodes) {
-    auto rgb = get<qm_DeosNrRGB_fn>("DeosNrRGB");
-    auto ind = get<qm_DeosNrIndividualRGB_fn>("deosnrindividualrgb");
-    auto yuv = get<qm_DeosNrYUV_fn>("DeosNrYUV");
-    auto mono = get<qm_DeosNrMono_fn>("DeosNrMono");
-    ASSERT_TRUE(rgb && ind && yuv && mono);
-    std::vector<Ipp8u> src = image(3 * 8 * 8), dst(src.size());
-    EXPECT_EQ(rgb(src.data(), dst.data(), 8, 8, 3, 11), 1u);
-    EXPECT_EQ(rgb(src.data(), dst.data(), 8, 8, 2, 11), 2u);
-    EXPECT_EQ(rgb(src.data(), dst.data(), 6, 8, 2, 10), 3u);
-    EXPECT_EQ(ind(src.data(), dst.data(), 8, 8, 0, 0, 0, 11, 0, 0), 2u);
-    EXPECT_EQ(yuv(src.data(), dst.data(), 8, 8, 0, 11, 3, 0), 1u);
-    EXPECT_EQ(mono(src.data(), dst.data(), 8, 8, 0, 11), 2u);
-    EXPECT_EQ(mono(src.data(), dst.data(), 10, 6, 1, 10), 0u);  // any width
-}
 
 TEST_F(NoiseReduction, MonoIsTheBilateralFilterOnTheInterior) {
     auto mono = get<qm_DeosNrMono_fn>("DeosNrMono");
