@@ -139,12 +139,15 @@ TEST(AllocationFailure, EveryAllocationOfEveryPathInTurn) {
 // get no scratch (result 0, nothing written) instead of a wrapped block.
 TEST(AllocationFailure, PagesBeyondTwoGigabytesGetNoScratch) {
     std::vector<Ipp8u> src(64, 1), dst(64, 2);
-    const int w = 1 << 28, h = 4;  // 3 GB per colour page
     qmtest::AllocProbe probe;
-    EXPECT_EQ(DeosConvRGB(src.data(), dst.data(), w, h, 0, 2, 3), 0u);
-    EXPECT_EQ(DeosNrRGB(src.data(), dst.data(), w, h, 1, 3), 0u);
-    EXPECT_EQ(DeosNrIndividualRGB(src.data(), dst.data(), w, h, 1, 3, 1, 3, 1, 3), 0u);
-    EXPECT_EQ(DeosNrYUV(src.data(), dst.data(), w, h, 1, 3, 1, 3), 0u);
+    // 3 GB per colour page; and both sides near 2^31, where the size test
+    // itself must not overflow.
+    for (auto [w, h] : {std::pair{1 << 28, 4}, std::pair{INT32_MAX - 3, INT32_MAX - 3}}) {
+        EXPECT_EQ(DeosConvRGB(src.data(), dst.data(), w, h, 0, 2, 3), 0u);
+        EXPECT_EQ(DeosNrRGB(src.data(), dst.data(), w, h, 1, 3), 0u);
+        EXPECT_EQ(DeosNrIndividualRGB(src.data(), dst.data(), w, h, 1, 3, 1, 3, 1, 3), 0u);
+        EXPECT_EQ(DeosNrYUV(src.data(), dst.data(), w, h, 1, 3, 1, 3), 0u);
+    }
     EXPECT_EQ(probe.calls(), 0);
     EXPECT_EQ(dst, std::vector<Ipp8u>(64, 2));
 }
