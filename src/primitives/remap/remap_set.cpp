@@ -361,7 +361,7 @@ void remap_windowed(const Job& g) {
         }
         VI x0 = lanes::iadd(ix, shift), y0 = lanes::iadd(iy, shift);
         if (bad != 0) {
-            // Dropped lanes near the edge read the region's corner instead.
+            // Dropped lanes near the edge read the image's top-left corner instead.
             x0 = lanes::iselect(outside, lanes::iset(0), x0);
             y0 = lanes::iselect(outside, lanes::iset(0), y0);
         }

@@ -113,14 +113,6 @@ bool halves(const Axis& a, int n) {
     return true;
 }
 
-// Asks for the bytes at p + ahead: the same place in the rows of the next
-// destination row. The hardware prefetcher alone leaves these row pairs
-// waiting on memory. Prefetches do not fault, so running past the image is
-// harmless; the address is formed as an integer for that reason.
-inline void prefetch_ahead(const Ipp8u* p, ptrdiff_t ahead) {
-    _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<uintptr_t>(p) + ahead), _MM_HINT_T0);
-}
-
 // One destination row of W pixels from source rows r0 and r1; `avail` bytes
 // are readable from the start of each, `ahead` leads to the next row pair.
 template <int CH>
