@@ -212,6 +212,30 @@ QM_LANES_INLINE void lagrange4(VF t, VF w[4]) {
     w[3] = fmul(fsub(t3, t), sixth);
 }
 
+// lanczos6_weights() per lane: the same operations, table reads per lane.
+QM_LANES_INLINE void lanczos6_lanes(VF t, VF w[6]) {
+    using namespace lanes;
+    const float* table = lanczos3_table();
+    const VI last = iset(kLanczosSamples - 1);
+    VF sum = fset(0.0f);
+    for (int k = 0; k < 6; ++k) {
+        const VF d = fsub(fset(static_cast<float>(k - 2)), t);
+        const VF a = fselect(flt(d, fset(0.0f)), fsub(fset(-0.0f), d), d);
+        const VF x = fmul(a, fset(100.0f));
+        // Lanes at 3 or beyond weigh 0; their index is only kept in the table.
+        VI i = truncate(x);
+        i = iselect(igt(i, last), last, i);
+        i = iselect(ilt(i, iset(0)), iset(0), i);
+        alignas(32) int idx[kLanes], next[kLanes];
+        istore(idx, i);
+        istore(next, iadd(i, iset(1)));
+        const VF t0 = fgather(table, idx), t1 = fgather(table, next);
+        w[k] = fand(flt(a, fset(3.0f)), fadd(t0, fmul(fsub(t1, t0), fsub(x, to_float(i)))));
+        sum = fadd(sum, w[k]);
+    }
+    for (int k = 0; k < 6; ++k) w[k] = fdiv(w[k], sum);
+}
+
 // Catmull-Rom weights (the cubic convolution with a = -1/2): interpolating,
 // first-derivative continuous, the usual sharp-but-tame choice for scans.
 inline void catmull_rom4(float t, float w[4]) {
@@ -364,7 +388,7 @@ void remap_windowed(const Job& g) {
         }
         VI x0 = lanes::iadd(ix, shift), y0 = lanes::iadd(iy, shift);
         if (bad != 0) {
-            // Dropped lanes near the edge read the region's corner instead.
+            // Dropped lanes near the edge read the image's top-left corner instead.
             x0 = lanes::iselect(outside, lanes::iset(0), x0);
             y0 = lanes::iselect(outside, lanes::iset(0), y0);
         }
@@ -374,19 +398,8 @@ void remap_windowed(const Job& g) {
             catmull_rom4(tx, wx);
             catmull_rom4(ty, wy);
         } else {
-            alignas(32) float ts[2][kLanes], w[2][NT][kLanes];
-            lanes::fstore(ts[0], tx);
-            lanes::fstore(ts[1], ty);
-            for (int a = 0; a < 2; ++a)
-                for (int k = 0; k < kLanes; ++k) {
-                    float lw[6];
-                    lanczos6_weights(ts[a][k], lw);
-                    for (int n = 0; n < NT; ++n) w[a][n][k] = lw[n];
-                }
-            for (int n = 0; n < NT; ++n) {
-                wx[n] = lanes::fload(w[0][n]);
-                wy[n] = lanes::fload(w[1][n]);
-            }
+            lanczos6_lanes(tx, wx);
+            lanczos6_lanes(ty, wy);
         }
         const Ipp8u* p[kLanes];
         lane_pointers<CH>(g, x0, y0, p);

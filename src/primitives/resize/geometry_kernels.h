@@ -92,4 +92,13 @@ private:
 
 inline int clamp_index(int v, int lo, int hi) { return v < lo ? lo : v > hi ? hi : v; }
 
+// Asks for the bytes at p + ahead, typically the same place in a source row
+// that a later destination row will read: the row loops read a few rows at a
+// time, and the hardware prefetcher alone leaves them waiting on memory.
+// Prefetches do not fault, so the address may run past the image; it is
+// formed as an integer for that reason.
+inline void prefetch_ahead(const Ipp8u* p, ptrdiff_t ahead) {
+    _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<uintptr_t>(p) + ahead), _MM_HINT_T0);
+}
+
 }  // namespace qm::QM_SET

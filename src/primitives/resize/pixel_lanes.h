@@ -42,6 +42,7 @@ QM_LANES_INLINE void fstore(float* p, VF a) { _mm256_storeu_ps(p, a); }
 QM_LANES_INLINE VF fadd(VF a, VF b) { return _mm256_add_ps(a, b); }
 QM_LANES_INLINE VF fsub(VF a, VF b) { return _mm256_sub_ps(a, b); }
 QM_LANES_INLINE VF fmul(VF a, VF b) { return _mm256_mul_ps(a, b); }
+QM_LANES_INLINE VF fdiv(VF a, VF b) { return _mm256_div_ps(a, b); }
 QM_LANES_INLINE VF fmax(VF a, VF b) { return _mm256_max_ps(a, b); }
 QM_LANES_INLINE VF fmin(VF a, VF b) { return _mm256_min_ps(a, b); }
 QM_LANES_INLINE VF fand(VF a, VF b) { return _mm256_and_ps(a, b); }
@@ -49,6 +50,7 @@ QM_LANES_INLINE VF fandnot(VF m, VF b) { return _mm256_andnot_ps(m, b); }
 QM_LANES_INLINE VF f_or(VF a, VF b) { return _mm256_or_ps(a, b); }
 QM_LANES_INLINE VF fge(VF a, VF b) { return _mm256_cmp_ps(a, b, _CMP_GE_OQ); }
 QM_LANES_INLINE VF fle(VF a, VF b) { return _mm256_cmp_ps(a, b, _CMP_LE_OQ); }
+QM_LANES_INLINE VF flt(VF a, VF b) { return _mm256_cmp_ps(a, b, _CMP_LT_OQ); }
 QM_LANES_INLINE int fmask(VF m) { return _mm256_movemask_ps(m); }
 #else
 inline constexpr int kLanes = 4;
@@ -59,6 +61,7 @@ QM_LANES_INLINE void fstore(float* p, VF a) { _mm_storeu_ps(p, a); }
 QM_LANES_INLINE VF fadd(VF a, VF b) { return _mm_add_ps(a, b); }
 QM_LANES_INLINE VF fsub(VF a, VF b) { return _mm_sub_ps(a, b); }
 QM_LANES_INLINE VF fmul(VF a, VF b) { return _mm_mul_ps(a, b); }
+QM_LANES_INLINE VF fdiv(VF a, VF b) { return _mm_div_ps(a, b); }
 QM_LANES_INLINE VF fmax(VF a, VF b) { return _mm_max_ps(a, b); }
 QM_LANES_INLINE VF fmin(VF a, VF b) { return _mm_min_ps(a, b); }
 QM_LANES_INLINE VF fand(VF a, VF b) { return _mm_and_ps(a, b); }
@@ -66,6 +69,7 @@ QM_LANES_INLINE VF fandnot(VF m, VF b) { return _mm_andnot_ps(m, b); }
 QM_LANES_INLINE VF f_or(VF a, VF b) { return _mm_or_ps(a, b); }
 QM_LANES_INLINE VF fge(VF a, VF b) { return _mm_cmpge_ps(a, b); }
 QM_LANES_INLINE VF fle(VF a, VF b) { return _mm_cmple_ps(a, b); }
+QM_LANES_INLINE VF flt(VF a, VF b) { return _mm_cmplt_ps(a, b); }
 QM_LANES_INLINE int fmask(VF m) { return _mm_movemask_ps(m); }
 #endif
 
@@ -136,6 +140,16 @@ QM_LANES_INLINE bool iany(const VI& m) {
 }
 QM_LANES_INLINE void istore(int* p, const VI& a) {
     for (int k = 0; k < kHalves; ++k) _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 4 * k), a.h[k]);
+}
+
+// table[idx[k]] per lane.
+QM_LANES_INLINE VF fgather(const float* table, const int* idx) {
+#if defined(__AVX__)
+    return _mm256_setr_ps(table[idx[0]], table[idx[1]], table[idx[2]], table[idx[3]], table[idx[4]], table[idx[5]],
+                          table[idx[6]], table[idx[7]]);
+#else
+    return _mm_setr_ps(table[idx[0]], table[idx[1]], table[idx[2]], table[idx[3]]);
+#endif
 }
 
 // Integer lane masks (all ones or zero) as float masks.

@@ -171,14 +171,6 @@ IppStatus run_separable(const Job& g, WorkBlocks& wb, const int* rowTaps, int64_
     return ippStsNoErr;
 }
 
-// Asks for the bytes at p + ahead (the row the next destination row will
-// need): the hardware prefetcher alone leaves the row fetches waiting on
-// memory. Prefetches do not fault, so the address may run past the image; it
-// is formed as an integer for that reason.
-inline void prefetch_ahead(const Ipp8u* p, ptrdiff_t ahead) {
-    _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<uintptr_t>(p) + ahead), _MM_HINT_T0);
-}
-
 // Horizontal linear pass over the first `count` columns, exact integer
 // arithmetic as in the scalar loop (pmaddwd forms w0 a + w1 b exactly).
 // Returns the number of columns done.

@@ -113,14 +113,6 @@ bool halves(const Axis& a, int n) {
     return true;
 }
 
-// Asks for the bytes at p + ahead: the same place in the rows of the next
-// destination row. The hardware prefetcher alone leaves these row pairs
-// waiting on memory. Prefetches do not fault, so running past the image is
-// harmless; the address is formed as an integer for that reason.
-inline void prefetch_ahead(const Ipp8u* p, ptrdiff_t ahead) {
-    _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<uintptr_t>(p) + ahead), _MM_HINT_T0);
-}
-
 // One destination row of W pixels from source rows r0 and r1; `avail` bytes
 // are readable from the start of each, `ahead` leads to the next row pair.
 template <int CH>
@@ -214,6 +206,23 @@ void halve_row(const Ipp8u* r0, const Ipp8u* r1, int W, int64_t avail, ptrdiff_t
         }
 }
 
+// Whole footprints of N columns from column sums: the leading destination
+// pixels whose footprint has N columns (all but a cut last one). Returns how
+// many were done.
+template <int CH, int N>
+int sum_columns(const int32_t* col, const Axis& ax, int W, float* row) {
+    int i = 0;
+    for (; i < W && ax.count[i] == N; ++i) {
+        const int32_t* q = col + static_cast<ptrdiff_t>(ax.first[i]) * CH;
+        for (int c = 0; c < CH; ++c) {
+            int32_t sum = q[c];
+            for (int k = 1; k < N; ++k) sum += q[k * CH + c];
+            row[i * CH + c] = static_cast<float>(sum);
+        }
+    }
+    return i;
+}
+
 }  // namespace
 
 template <int CH>
@@ -269,14 +278,23 @@ IppStatus resize_supersample(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, I
         if (!col) return ippStsMemAllocErr;
         for (int j = 0; j < H; ++j) {
             for (int k = 0; k < span; ++k) col[k] = 0;
+            // The next destination row's rows lie count rows further.
+            const ptrdiff_t ahead = static_cast<ptrdiff_t>(ay.count[j]) * srcStep;
             for (int r = 0; r < ay.count[j]; ++r) {
                 const Ipp8u* p = origin + static_cast<ptrdiff_t>(ay.first[j] + r) * srcStep;
-                for (int k = 0; k < span; ++k) col[k] += p[k];
+                for (int k0 = 0; k0 < span; k0 += 64) {
+                    prefetch_ahead(p + k0, ahead);
+                    const int k1 = k0 + 64 < span ? k0 + 64 : span;
+                    for (int k = k0; k < k1; ++k) col[k] += p[k];
+                }
             }
             int i = 0;
-            if (ax.count[0] == 2)  // halving, the common case
-                for (; i < W && ax.count[i] == 2; ++i)
-                    for (int c = 0; c < CH; ++c) row[i * CH + c] = static_cast<float>(col[2 * i * CH + c] + col[(2 * i + 1) * CH + c]);
+            switch (ax.count[0]) {  // the common footprints, unrolled
+                case 2: i = sum_columns<CH, 2>(col, ax, W, row); break;
+                case 3: i = sum_columns<CH, 3>(col, ax, W, row); break;
+                case 4: i = sum_columns<CH, 4>(col, ax, W, row); break;
+                default: break;
+            }
             for (; i < W; ++i) {
                 const int32_t* q = col + ax.first[i] * CH;
                 for (int c = 0; c < CH; ++c) {
