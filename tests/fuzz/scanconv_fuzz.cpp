@@ -460,7 +460,7 @@ void noise_wrapper(Draw& d, int op) {
     const int64_t bytes = packed_bytes(w, h, 3);
     const int64_t m = 2 * int64_t{reach} + 1;
     const bool wrapped = roiW != int64_t{w} - 2 * int64_t{r} || roiH != int64_t{h} - 2 * int64_t{r} ||
-                         off != 3 * int64_t{w} * r + 3 * int64_t{r};
+                         off != 3 * static_cast<__int128>(w) * r + 3 * int64_t{r};  // no wrap of its own
     if (want == 0 && (wrapped || r < 0 || reach > r || bytes > kMaxAreaBytes ||
                       int64_t{roiW} * roiH * m * m * (op == kMedianColorNr ? m * m : 3) > kMaxWork))
         return;
