@@ -120,7 +120,17 @@ IppStatus run_nearest(const Job& g) {
     for (int j = 0; j < g.H; ++j) {
         const Ipp8u* s = g.src + rows[j];
         Ipp8u* d = dst_row(g, j);
-        for (int i = 0; i < g.W; ++i) {
+        // The next destination row's source row, fetched while this one is copied.
+        const ptrdiff_t ahead = j + 1 < g.H ? rows[j + 1] - rows[j] : 0;
+        int i = 0;
+        for (; i + 16 <= g.W; i += 16) {
+            prefetch_ahead(s + cols[i], ahead);
+            for (int k = i; k < i + 16; ++k) {
+                const Ipp8u* p = s + cols[k];
+                for (int c = 0; c < CH; ++c) d[k * CH + c] = p[c];
+            }
+        }
+        for (; i < g.W; ++i) {
             const Ipp8u* p = s + cols[i];
             for (int c = 0; c < CH; ++c) d[i * CH + c] = p[c];
         }
