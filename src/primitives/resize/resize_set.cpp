@@ -420,7 +420,7 @@ IppStatus run_cubic(const Job& g) {
             lanes::TapRow<CH, 4> t;
             t.template load<true>(q, 0);
             const VF t1 = lanes::fload(cxT1 + i), k = lanes::fload(cxK + i), k3 = lanes::fload(cxK3 + i);
-            lanes::unroll<CH>([&](auto c) QM_LANES_FLATTEN {
+            lanes::unroll<CH>([&](auto c) QM_LANES_INLINE_LAMBDA {
                 lanes::fstore(out + c * plane + i,
                               cubic_eval(t1, k, k3, t.template tap<c>(), t.template tap<CH + c>(),
                                          t.template tap<2 * CH + c>(), t.template tap<3 * CH + c>()));
@@ -493,7 +493,7 @@ IppStatus run_lanczos(const Job& g) {
             for (int k = 0; k < 6; ++k) w[k] = lanes::fload(wx + k * W + i);
             VF v[CH];
             // Taps in byte order; each channel's sum still runs left to right.
-            lanes::unroll<6 * CH>([&](auto b) QM_LANES_FLATTEN {
+            lanes::unroll<6 * CH>([&](auto b) QM_LANES_INLINE_LAMBDA {
                 constexpr int k = b / CH, c = b % CH;
                 const VF term = lanes::fmul(w[k], t.template tap<b>());
                 v[c] = k == 0 ? term : lanes::fadd(v[c], term);
