@@ -159,7 +159,7 @@ void remap_linear(const Job& g) {
     const VI pairX = lanes::iset(g.lastX - 1), pairY = lanes::iset(g.lastY - 1);
     const VI wideX = lanes::iset(wide_limit(g, CH, lanes::kWideReach<NB>));
     const VF one = lanes::fset(1.0f), half = lanes::fset(0.5f);
-    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) QM_LANES_FLATTEN {
+    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) QM_LANES_INLINE_LAMBDA {
         VI ix = lanes::truncate_eps(x), iy = lanes::truncate_eps(y);
         VF fx = lanes::fsub(x, lanes::to_float(ix)), fy = lanes::fsub(y, lanes::to_float(iy));
         const VI endx = lanes::igt(ix, pairX), endy = lanes::igt(iy, pairY);
@@ -180,7 +180,7 @@ void remap_linear(const Job& g) {
             b.template load<false>(p, g.srcStep);
         }
         VI out[CH];
-        lanes::unroll<CH>([&](auto c) QM_LANES_FLATTEN {
+        lanes::unroll<CH>([&](auto c) QM_LANES_INLINE_LAMBDA {
             const VF p00 = a.template tap<c>(), p10 = a.template tap<c + CH>();
             const VF p01 = b.template tap<c>(), p11 = b.template tap<c + CH>();
             const VF top = lanes::fadd(p00, lanes::fmul(lanes::fsub(p10, p00), fx));
@@ -283,7 +283,7 @@ QM_LANES_INLINE void weigh(const Ipp8u* const* p, ptrdiff_t step, bool wide, con
             t.template load<false>(p, r * step);
         // Taps in byte order; each channel's sum still runs left to right.
         VF h[CH];
-        lanes::unroll<NT * CH>([&](auto i) QM_LANES_FLATTEN {
+        lanes::unroll<NT * CH>([&](auto i) QM_LANES_INLINE_LAMBDA {
             constexpr int k = i / CH, c = i % CH;
             const VF term = lanes::fmul(wx[k], t.template tap<i>());
             h[c] = k == 0 ? term : lanes::fadd(h[c], term);
@@ -325,7 +325,7 @@ void remap_lagrange(const Job& g) {
     const VI endX = lanes::iset(g.lastX - 2), lastX0 = lanes::iset(g.lastX - 3);
     const VI endY = lanes::iset(g.lastY - 2), lastY0 = lanes::iset(g.lastY - 3);
     const VI wideX = lanes::iset(wide_limit(g, CH, lanes::kTapReach<CH, 4>));
-    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) QM_LANES_FLATTEN {
+    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) QM_LANES_INLINE_LAMBDA {
         const VI ix = lanes::truncate_eps(x), iy = lanes::truncate_eps(y);
         const VI x0 = lanes::iselect(lanes::ilt(ix, one), zero,
                                      lanes::iselect(lanes::igt(ix, endX), lastX0, lanes::iadd(ix, minus)));
@@ -376,7 +376,7 @@ void remap_windowed(const Job& g) {
     const VI lowY = lanes::iset(back), highY = lanes::iset(g.lastY - NT + 1 + back);
     const VI shift = lanes::iset(-back);
     const VI wideX = lanes::iset(wide_limit(g, CH, lanes::kTapReach<CH, NT>));
-    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) QM_LANES_FLATTEN {
+    auto block = [&](VF x, VF y, int mask, Ipp8u* d, int i) QM_LANES_INLINE_LAMBDA {
         const VI ix = lanes::truncate_eps(x), iy = lanes::truncate_eps(y);
         const VI outside = lanes::i_or(lanes::i_or(lanes::igt(ix, highX), lanes::ilt(ix, lowX)),
                                        lanes::i_or(lanes::igt(iy, highY), lanes::ilt(iy, lowY)));

@@ -29,7 +29,7 @@
 // The lane helpers are small pieces of one loop body; inlining them keeps the
 // lanes in registers.
 #define QM_LANES_INLINE inline __attribute__((always_inline))
-#define QM_LANES_FLATTEN __attribute__((always_inline))  // for lambdas
+#define QM_LANES_INLINE_LAMBDA __attribute__((always_inline))  // after a lambda's parameters
 
 namespace qm::QM_SET::lanes {
 
@@ -316,7 +316,7 @@ inline constexpr int kTapReach = NT * CH <= 12 ? kWideReach<NT * CH> : 12 + kWid
 // register shuffles need as constants.
 template <int N, class F>
 QM_LANES_INLINE void unroll(F&& f) {
-    [&]<int... I>(std::integer_sequence<int, I...>) QM_LANES_FLATTEN {
+    [&]<int... I>(std::integer_sequence<int, I...>) QM_LANES_INLINE_LAMBDA {
         (f(std::integral_constant<int, I>{}), ...);
     }(std::make_integer_sequence<int, N>{});
 }

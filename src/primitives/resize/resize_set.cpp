@@ -120,7 +120,17 @@ IppStatus run_nearest(const Job& g) {
     for (int j = 0; j < g.H; ++j) {
         const Ipp8u* s = g.src + rows[j];
         Ipp8u* d = dst_row(g, j);
-        for (int i = 0; i < g.W; ++i) {
+        // The next destination row's source row, fetched while this one is copied.
+        const ptrdiff_t ahead = j + 1 < g.H ? rows[j + 1] - rows[j] : 0;
+        int i = 0;
+        for (; i + 16 <= g.W; i += 16) {
+            prefetch_ahead(s + cols[i], ahead);
+            for (int k = i; k < i + 16; ++k) {
+                const Ipp8u* p = s + cols[k];
+                for (int c = 0; c < CH; ++c) d[k * CH + c] = p[c];
+            }
+        }
+        for (; i < g.W; ++i) {
             const Ipp8u* p = s + cols[i];
             for (int c = 0; c < CH; ++c) d[i * CH + c] = p[c];
         }
@@ -410,7 +420,7 @@ IppStatus run_cubic(const Job& g) {
             lanes::TapRow<CH, 4> t;
             t.template load<true>(q, 0);
             const VF t1 = lanes::fload(cxT1 + i), k = lanes::fload(cxK + i), k3 = lanes::fload(cxK3 + i);
-            lanes::unroll<CH>([&](auto c) QM_LANES_FLATTEN {
+            lanes::unroll<CH>([&](auto c) QM_LANES_INLINE_LAMBDA {
                 lanes::fstore(out + c * plane + i,
                               cubic_eval(t1, k, k3, t.template tap<c>(), t.template tap<CH + c>(),
                                          t.template tap<2 * CH + c>(), t.template tap<3 * CH + c>()));
@@ -483,7 +493,7 @@ IppStatus run_lanczos(const Job& g) {
             for (int k = 0; k < 6; ++k) w[k] = lanes::fload(wx + k * W + i);
             VF v[CH];
             // Taps in byte order; each channel's sum still runs left to right.
-            lanes::unroll<6 * CH>([&](auto b) QM_LANES_FLATTEN {
+            lanes::unroll<6 * CH>([&](auto b) QM_LANES_INLINE_LAMBDA {
                 constexpr int k = b / CH, c = b % CH;
                 const VF term = lanes::fmul(w[k], t.template tap<b>());
                 v[c] = k == 0 ? term : lanes::fadd(v[c], term);
