@@ -532,14 +532,8 @@ template <int CH>
 IppStatus resize_general(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect roi, Ipp8u* pDst,
                          int dstStep, IppiSize dstRoiSize, double xFactor, double yFactor,
                          int interpolation) {
-    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
-    if (srcSize.width < 1 || srcSize.height < 1 || roi.x < 0 || roi.y < 0 || roi.width < 1 ||
-        roi.height < 1)
-        return ippStsSizeErr;
-    if (roi.x >= srcSize.width || roi.y >= srcSize.height) return ippStsNoRoiOverlap;
-    if (dstRoiSize.width < 1 || dstRoiSize.height < 1) return ippStsSizeErr;
-    // Written as "not above zero" so that a NaN factor is refused too.
-    if (!(xFactor > 0.0) || !(yFactor > 0.0)) return ippStsResizeFactorErr;
+    if (const IppStatus st = check_engine_args(pSrc, srcSize, roi, pDst, dstRoiSize, xFactor, yFactor); st != 0)
+        return st;
     if (interpolation != 1 && interpolation != 2 && interpolation != 4 && interpolation != 16)
         return ippStsInterpolationErr;
 

@@ -228,13 +228,8 @@ int sum_columns(const int32_t* col, const Axis& ax, int W, float* row) {
 template <int CH>
 IppStatus resize_supersample(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect roi, Ipp8u* pDst,
                              int dstStep, IppiSize dstRoiSize, double xFactor, double yFactor) {
-    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
-    if (srcSize.width < 1 || srcSize.height < 1 || roi.x < 0 || roi.y < 0 || roi.width < 1 ||
-        roi.height < 1)
-        return ippStsSizeErr;
-    if (roi.x >= srcSize.width || roi.y >= srcSize.height) return ippStsNoRoiOverlap;
-    if (dstRoiSize.width < 1 || dstRoiSize.height < 1) return ippStsSizeErr;
-    if (!(xFactor > 0.0) || !(yFactor > 0.0)) return ippStsResizeFactorErr;
+    if (const IppStatus st = check_engine_args(pSrc, srcSize, roi, pDst, dstRoiSize, xFactor, yFactor); st != 0)
+        return st;
 
     if (roi.width > srcSize.width - roi.x) roi.width = srcSize.width - roi.x;
     if (roi.height > srcSize.height - roi.y) roi.height = srcSize.height - roi.y;
