@@ -409,12 +409,12 @@ class Module:
         linear, cubic, lanczos or super (reduction only)."""
         img = _page(img)
         h0, w0 = img.shape[:2]
-        x, y = fx or 0, fy or 0
-        if scale:
+        x, y, width, height = fx or 0, fy or 0, width or 0, height or 0
+        if (scale or 0) > 0:
             x = y = scale
-        if width:
+        if width > 0:
             x = width / w0
-        if height:
+        if height > 0:
             y = height / h0
         if x <= 0 < y:
             x = y
@@ -422,8 +422,10 @@ class Module:
             y = x
         if x <= 0 or y <= 0:
             raise ValueError("give scale, fx/fy or width/height")
-        w = width or max(1, int(w0 * x + 1e-7))
-        h = height or max(1, int(h0 * y + 1e-7))
+        w = width if width > 0 else max(1, int(w0 * x + 1e-7))
+        h = height if height > 0 else max(1, int(h0 * y + 1e-7))
+        if w * h * _channels(img) > 1 << 30:
+            raise ValueError("the resized page would be too large")
         out = np.empty((h, w) + img.shape[2:], np.uint8)
         self.lib.check("ippiResize_8u_C3R" if img.ndim == 3 else "ippiResize_8u_C1R", _ptr(img), _size(img),
                        img.strides[0], Rect(0, 0, w0, h0), _ptr(out), out.strides[0], Size(w, h), x, y,

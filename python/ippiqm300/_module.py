@@ -147,7 +147,7 @@ def find_module(path=None):
     tried = list(_candidates(path))
     for p in tried:
         if os.path.isfile(p):
-            return p
+            return os.path.abspath(p)
     raise FileNotFoundError(f"{MODULE_FILE} not found (tried {', '.join(tried)}); "
                             f"set {ENV_VAR} to the module or its folder")
 
