@@ -98,6 +98,9 @@ CASES = [
      lambda p: qm.remap(p, XMAP, YMAP, interpolation="catmull-rom", fill=7)),
     ("convert --to yuv", False, qm.rgb_to_yuv),
     ("convert --to rgb-from-hls", False, qm.hls_to_rgb),
+    ("convert --to hls", False, qm.rgb_to_hls),
+    ("convert --to rgb-from-yuv", False, qm.yuv_to_rgb),
+    ("convert --to rgb-from-hls --planar", False, lambda p: qm.merge(qm.hls_planes_to_bgr(qm.split(p))[::-1])),
     ("convert --to yuv --planar", False, lambda p: np.stack(qm.rgb_to_yuv_planes(p), -1)),
     ("convert --to rgb-from-yuv --planar", False, lambda p: qm.yuv_planes_to_rgb(qm.split(p))),
     ("convert --to hls --planar", False, lambda p: qm.merge(qm.bgr_planes_to_hls(qm.split(p)[::-1]))),
@@ -151,6 +154,8 @@ def test_refusals_raise_with_status_name_and_meaning(call, function, status, nam
 
 def test_low_level_calls_by_name_and_the_header_prototypes():
     assert qm.call("ippGetCpuType") == qm.cpu_type() and qm.version()["name"]
+    exact = np.array([[0.25, -1, 0], [1.5, 0.5, 2], [0, -0.125, 1]])
+    assert np.array_equal(qm.to_fixed(exact), exact * 65536)
     with pytest.raises(AttributeError):
         qm.function("ippiFilterWiener_8u_C1R", ctypes.c_int, [])  # listed without code: null
     # Every function of the header has the binding's prototype.
