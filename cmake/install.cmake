@@ -18,11 +18,17 @@ include(CMakePackageConfigHelpers)
 
 set(QM_PACKAGE_VERSION 1.0.0 CACHE STRING "Version of the installed packages")
 set(QM_MODULE_INSTALL_DIR ${CMAKE_INSTALL_LIBDIR}/ippiQM300)
-set(QM_MODULE_FILE ippiQM300-x64.so)
+get_target_property(qm_module_name qm_module OUTPUT_NAME)
+get_target_property(qm_module_suffix qm_module SUFFIX)
+if(NOT qm_module_suffix)
+  set(qm_module_suffix ${CMAKE_SHARED_LIBRARY_SUFFIX})
+endif()
+set(QM_MODULE_FILE ${qm_module_name}${qm_module_suffix})
 set(QM_CMAKE_INSTALL_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ippiQM300)
 set(QM_DOC_INSTALL_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/ippiqm300)
 
-install(TARGETS qm_module LIBRARY DESTINATION ${QM_MODULE_INSTALL_DIR} COMPONENT runtime)
+install(TARGETS qm_module LIBRARY DESTINATION ${QM_MODULE_INSTALL_DIR} RUNTIME DESTINATION ${QM_MODULE_INSTALL_DIR}
+        COMPONENT runtime)
 install(FILES include/ippiQM300.h include/ippiQM300_functions.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT runtime)
 install(FILES README.md LICENSE DESTINATION ${QM_DOC_INSTALL_DIR} COMPONENT runtime)
