@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the module and runs the whole test suite, three ways:
-#   1. release build (gcc): unit, host, tool and header tests;
+#   1. release build (gcc): unit, host, tool and header tests, the install,
+#      CMake/pkg-config consumers, the .deb and the Python binding;
 #   2. clang with address + undefined-behaviour sanitizers and libFuzzer:
 #      the same tests plus a short fixed-count run of every fuzz harness;
 #   3. clang with the thread sanitizer: the concurrency stress tests.
@@ -16,6 +17,9 @@ echo "== release build"
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build -j "$jobs"
 ctest --test-dir build -j "$jobs" --output-on-failure
+# The packaging and Python checks must be part of the run, not silently absent.
+ctest --test-dir build -N -R '^(install_consumers|debian_package|python_binding)$' | grep -q 'Total Tests: 3' ||
+  { echo "test.sh: the packaging and Python binding tests are missing from the suite" >&2; exit 1; }
 [ $quick -eq 1 ] && exit 0
 
 echo "== address + undefined-behaviour sanitizers, fuzz harnesses"

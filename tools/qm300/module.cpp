@@ -23,12 +23,23 @@ Module::~Module() {
     if (handle_ != nullptr) dlclose(handle_);
 }
 
+// Where an installed qm300 finds the module, relative to its own folder
+// (bin/ -> lib/ippiQM300/ or the multiarch equivalent); set by the install rules.
+#ifndef QM300_INSTALLED_MODULE
+#define QM300_INSTALLED_MODULE "../lib/ippiQM300/ippiQM300-x64.so"
+#endif
+
 std::string default_module_path() {
     char exe[PATH_MAX];
     const ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
     if (n <= 0) return "./ippiQM300-x64.so";
     std::string dir(exe, static_cast<size_t>(n));
-    return dir.substr(0, dir.rfind('/')) + "/ippiQM300-x64.so";
+    dir = dir.substr(0, dir.rfind('/'));
+    const std::string beside = dir + "/ippiQM300-x64.so";
+    const std::string installed = dir + "/" + QM300_INSTALLED_MODULE;
+    // Beside the program (the build tree) wins; an error names that path.
+    if (access(beside.c_str(), F_OK) != 0 && access(installed.c_str(), F_OK) == 0) return installed;
+    return beside;
 }
 
 std::string describe_status(IppStatus s) {
