@@ -36,3 +36,13 @@ if(QM_WINE)
   set(CMAKE_CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/scripts/wine-run.sh)
 endif()
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+
+# The example host of the README, built and run with the Wine tests.
+if(QM_BUILD_TESTS)
+  add_executable(qm_windows_host examples/windows_host.c)
+  target_include_directories(qm_windows_host PRIVATE include)
+  set_target_properties(qm_windows_host PROPERTIES C_STANDARD 99 C_EXTENSIONS OFF)
+  target_compile_options(qm_windows_host PRIVATE -Wpedantic -Werror)
+  add_dependencies(qm_windows_host qm_module)
+  add_test(NAME windows_host_example COMMAND qm_windows_host)
+endif()

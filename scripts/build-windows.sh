@@ -15,7 +15,7 @@ cmake -S . -B build-windows -G Ninja -DCMAKE_BUILD_TYPE=Release \
   -DQM_BUILD_TESTS=$([ $tests -eq 1 ] && echo ON || echo OFF) \
   -DQM_BUILD_BENCH=OFF -DQM_BUILD_TOOLS=OFF >/dev/null
 targets=(qm_module)
-[ $tests -eq 1 ] && targets+=(qm_unit_tests qm_host_tests qm_c_header_test qm_fixed_calls)
+[ $tests -eq 1 ] && targets+=(qm_unit_tests qm_host_tests qm_c_header_test qm_fixed_calls qm_windows_host)
 cmake --build build-windows -j "$jobs" --target "${targets[@]}"
 
 dll=build-windows/ippiQM300-x64.dll

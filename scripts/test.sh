@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Builds the module and runs the whole test suite, three ways:
+# Builds the module and runs the whole test suite, four ways:
 #   1. release build (gcc): unit, host, tool and header tests;
-#   2. clang with address + undefined-behaviour sanitizers and libFuzzer:
+#   2. the Windows DLL (mingw-w64) under Wine: unit, host and header tests,
+#      and the same fixed calls compared byte for byte with the Linux module;
+#   3. clang with address + undefined-behaviour sanitizers and libFuzzer:
 #      the same tests plus a short fixed-count run of every fuzz harness;
-#   3. clang with the thread sanitizer: the concurrency stress tests.
+#   4. clang with the thread sanitizer: the concurrency stress tests.
 #   scripts/test.sh --quick    only the first
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -17,6 +19,9 @@ cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build -j "$jobs"
 ctest --test-dir build -j "$jobs" --output-on-failure
 [ $quick -eq 1 ] && exit 0
+
+echo "== Windows DLL under Wine"
+bash scripts/test-windows.sh
 
 echo "== address + undefined-behaviour sanitizers, fuzz harnesses"
 CC=clang CXX=clang++ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
