@@ -30,6 +30,10 @@ set_target_properties(qm_module PROPERTIES OUTPUT_NAME "ippiQM300-x64" PREFIX ""
                       RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}
                       ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 
+# Programs too carry their runtime, so that they run from the build folder
+# under Wine with nothing copied beside them.
+add_link_options(-static)
+
 # Test programs run under Wine from the DLL's folder, where a driver keeps it.
 find_program(QM_WINE NAMES wine wine64)
 if(QM_WINE)

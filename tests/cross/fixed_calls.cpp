@@ -77,7 +77,10 @@ std::vector<Ipp8u> canvas(size_t n) {  // destinations start with a pattern
 
 std::string tag(const char* name, std::initializer_list<int> args) {
     std::string s = name;
-    for (int a : args) s += " " + std::to_string(a);
+    for (int a : args) {
+        s += ' ';  // appended piecewise: gcc 12 warns falsely on " " + string
+        s += std::to_string(a);
+    }
     return s;
 }
 
@@ -156,7 +159,7 @@ void neighbourhood() {
     struct Mask { IppiSize size; IppiPoint anchor; };
     for (Mask m : {Mask{{3, 3}, {1, 1}}, Mask{{5, 1}, {2, 0}}, Mask{{1, 5}, {0, 4}}, Mask{{5, 5}, {2, 2}},
                    Mask{{4, 3}, {3, 0}}, Mask{{7, 7}, {3, 3}}}) {
-        const std::string k = " " + std::to_string(m.size.width) + "x" + std::to_string(m.size.height);
+        const std::string k = tag("", {m.size.width, m.size.height});
         for (int ch : {1, 3}) {
             run((ch == 1 ? "ippiFilterMedian_8u_C1R" : "ippiFilterMedian_8u_C3R") + k, ch, [&](auto... a) {
                 return (ch == 1 ? QM_FN(ippiFilterMedian_8u_C1R) : QM_FN(ippiFilterMedian_8u_C3R))(a..., roi, m.size, m.anchor);
