@@ -1,10 +1,11 @@
 /*
  * ippiQM300: image-processing module of the document-scanner driver.
  *
- * Hosts load the module (ippiQM300-x64.so) at run time and resolve every
- * function by name with GetProcAddressForThisDLL; 26 of them are also
- * exported by name. This header gives the shared types and the prototypes,
- * so a host can declare its function-pointer types as, for example,
+ * Hosts load the module (ippiQM300-x64.dll on Windows, ippiQM300-x64.so on
+ * Linux) at run time and resolve every function by name with
+ * GetProcAddressForThisDLL; 26 of them are also exported by name. This
+ * header gives the shared types and the prototypes, so a host can declare
+ * its function-pointer types as, for example,
  *     typedef IppStatus (*FilterBoxFn)(const Ipp8u*, int, Ipp8u*, int,
  *                                      IppiSize, IppiSize, IppiPoint);
  * or use the pointer types declared below (qm_<name>_fn).
@@ -98,11 +99,10 @@ enum { ippCpuUnknown = 0, ippCpuSSE = 0x40, ippCpuSSE2 = 0x41, ippCpuSSE3 = 0x42
 
 typedef void (*QM_PROC)(void);
 
-/* Inside the module every listed function is visible to the linker, whose
-   export list then keeps exactly the exported ones. */
-#if defined(QM_BUILD_MODULE) && defined(_WIN32)
-#define QM_API __declspec(dllexport)
-#elif defined(QM_BUILD_MODULE)
+/* Inside the Linux module every listed function is visible to the linker,
+   whose export list then keeps exactly the exported ones. The Windows DLL
+   marks nothing: its module-definition file alone names the exports. */
+#if defined(QM_BUILD_MODULE) && !defined(_WIN32)
 #define QM_API __attribute__((visibility("default")))
 #else
 #define QM_API

@@ -3,6 +3,7 @@
 # Safe to run repeatedly; only missing packages are fetched.
 #   --bench   also the benchmark peer (OpenCV)
 #   --fuzz    also clang and its sanitizer runtimes
+#   --windows also the Windows cross-compiler, Wine and GoogleTest's sources
 set -euo pipefail
 want=(build-essential cmake ninja-build pkg-config libgtest-dev libgmock-dev libbenchmark-dev
       libpng-dev libjpeg-dev libtiff-dev libcli11-dev
@@ -11,6 +12,7 @@ for a in "$@"; do
   case "$a" in
     --bench) want+=(libopencv-dev) ;;
     --fuzz)  want+=(clang libclang-rt-14-dev) ;;
+    --windows) want+=(g++-mingw-w64-x86-64-posix wine wine64 googletest) ;;
     *) echo "install-deps: unknown option $a" >&2; exit 2 ;;
   esac
 done

@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Builds the module and runs the whole test suite, three ways:
+# Builds the module and runs the whole test suite, four ways:
 #   1. release build (gcc): unit, host, tool and header tests, the install,
 #      CMake/pkg-config consumers, the .deb and the Python binding;
-#   2. clang with address + undefined-behaviour sanitizers and libFuzzer:
+#   2. the Windows DLL (mingw-w64) under Wine: unit, host and header tests,
+#      and the same fixed calls compared byte for byte with the Linux module;
+#   3. clang with address + undefined-behaviour sanitizers and libFuzzer:
 #      the same tests plus a short fixed-count run of every fuzz harness;
-#   3. clang with the thread sanitizer: the concurrency stress tests.
+#   4. clang with the thread sanitizer: the concurrency stress tests.
 #   scripts/test.sh --quick    only the first
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -21,6 +23,9 @@ ctest --test-dir build -j "$jobs" --output-on-failure
 ctest --test-dir build -N -R '^(install_consumers|debian_package|python_binding)$' | grep -q 'Total Tests: 3' ||
   { echo "test.sh: the packaging and Python binding tests are missing from the suite" >&2; exit 1; }
 [ $quick -eq 1 ] && exit 0
+
+echo "== Windows DLL under Wine"
+bash scripts/test-windows.sh
 
 echo "== address + undefined-behaviour sanitizers, fuzz harnesses"
 CC=clang CXX=clang++ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \

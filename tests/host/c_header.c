@@ -1,13 +1,13 @@
 /* A plain C host: compiles against the public header and resolves a few
    functions through their declared pointer types. */
-#include <dlfcn.h>
 #include <stdio.h>
 #include <string.h>
 
+#include "host/module_loader.h"
 #include "ippiQM300.h"
 
 int main(void) {
-    void* module = dlopen(QM_MODULE_PATH, RTLD_NOW);
+    void* module = qm_load_module(QM_MODULE_PATH);
     qm_GetProcAddressForThisDLL_fn lookup;
     qm_ippiCopy_8u_C3P3R_fn split;
     Ipp8u src[6] = {1, 2, 3, 4, 5, 6}, p0[2], p1[2], p2[2];
@@ -15,11 +15,9 @@ int main(void) {
     IppiSize roi = {2, 1};
     if (module == NULL) return 1;
     {
-        /* ISO C has no cast between object and function pointers: copy the bits. */
-        void* sym = dlsym(module, "GetProcAddressForThisDLL");
-        QM_PROC proc;
-        if (sym == NULL) return 2;
-        memcpy(&lookup, &sym, sizeof lookup);
+        QM_PROC proc = qm_module_symbol(module, "GetProcAddressForThisDLL");
+        if (proc == NULL) return 2;
+        lookup = (qm_GetProcAddressForThisDLL_fn)proc;
         proc = lookup(module, "ippiCopy_8u_C3P3R");
         if (proc == NULL) return 3;
         split = (qm_ippiCopy_8u_C3P3R_fn)proc;

@@ -1,7 +1,6 @@
-// The noise reductions as the driver reaches them: dlopen and lookup by name,
+// The noise reductions as the driver reaches them: the loaded module and lookup by name,
 // checked against the module's own primitives looked up the same way (the
 // argument codes are the unit tests' business).
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <vector>

@@ -1,9 +1,9 @@
 // Fixture for the host tests: the built module loaded as the driver loads it,
 // every function resolved by name through GetProcAddressForThisDLL.
 #pragma once
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include "host/module_loader.h"
 #include "ippiQM300.h"
 
 namespace qmtest {
@@ -12,9 +12,10 @@ class LoadedModule : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         if (handle != nullptr) return;
-        handle = dlopen(QM_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(handle, nullptr) << dlerror();
-        lookup = reinterpret_cast<qm_GetProcAddressForThisDLL_fn>(dlsym(handle, "GetProcAddressForThisDLL"));
+        handle = qm_load_module(QM_MODULE_PATH);
+        ASSERT_NE(handle, nullptr) << QM_MODULE_PATH;
+        lookup = reinterpret_cast<qm_GetProcAddressForThisDLL_fn>(
+            qm_module_symbol(handle, "GetProcAddressForThisDLL"));
         ASSERT_NE(lookup, nullptr);
     }
     template <class Fn>

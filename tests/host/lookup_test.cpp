@@ -1,9 +1,11 @@
-// The module as the driver sees it: dlopen, GetProcAddressForThisDLL, dlsym.
-#include <dlfcn.h>
+// The module as the driver sees it: loaded, GetProcAddressForThisDLL, and the
+// platform's own lookup.
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <cstdint>
 #include <cstdio>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -51,7 +53,7 @@ TEST_F(Module, EveryNameResolvesAsTheTableSays) {
         }
         // Exports and table records are the same functions (this processor has SSE3).
         if (r.kind == Kind::Code && r.ordinal != 0) {
-            EXPECT_EQ(reinterpret_cast<void*>(p), dlsym(handle, r.name)) << r.name;
+            EXPECT_EQ(p, qm_module_symbol(handle, r.name)) << r.name;
         }
     }
 }
@@ -71,13 +73,72 @@ TEST_F(Module, UnknownEmptyAndNullNamesFallBackToThePlatform) {
     EXPECT_EQ(lookup(handle, ""), nullptr);
     EXPECT_EQ(lookup(handle, nullptr), nullptr);
     // Internal code is not visible to the platform lookup either.
-    EXPECT_EQ(dlsym(handle, "ippMalloc"), nullptr);
+    EXPECT_EQ(qm_module_symbol(handle, "ippMalloc"), nullptr);
 }
 
-TEST_F(Module, ExactlyTheExportedNamesAreVisible) {
-    std::set<std::string> want = {"GetProcAddressForThisDLL"};
+std::map<std::string, int> wanted_exports() {
+    std::map<std::string, int> want = {{"GetProcAddressForThisDLL", 70}};
     for (const Row& r : kRows)
-        if (r.ordinal != 0 && r.kind == Kind::Code) want.insert(r.name);
+        if (r.ordinal != 0 && r.kind == Kind::Code) want[r.name] = r.ordinal;
+    return want;
+}
+
+#ifdef _WIN32
+// The export and import directories of the DLL as the loader mapped it.
+TEST_F(Module, DllExportsExactlyTheNamedOrdinalsAndImportsOnlyTheSystemAndRuntime) {
+    const auto* base = static_cast<const unsigned char*>(handle);
+    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    ASSERT_EQ(dos->e_magic, IMAGE_DOS_SIGNATURE);
+    const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS64*>(base + dos->e_lfanew);
+    ASSERT_EQ(nt->OptionalHeader.Magic, IMAGE_NT_OPTIONAL_HDR64_MAGIC);
+    EXPECT_EQ(nt->FileHeader.Machine, IMAGE_FILE_MACHINE_AMD64);
+    const IMAGE_DATA_DIRECTORY* dir = nt->OptionalHeader.DataDirectory;
+
+    const auto* ex = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(
+        base + dir[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress);
+    EXPECT_STREQ(reinterpret_cast<const char*>(base + ex->Name), "ippiQM300-x64.dll");
+    EXPECT_EQ(ex->Base, 4u);
+    const auto* names = reinterpret_cast<const DWORD*>(base + ex->AddressOfNames);
+    const auto* nameOrdinals = reinterpret_cast<const WORD*>(base + ex->AddressOfNameOrdinals);
+    const auto* functions = reinterpret_cast<const DWORD*>(base + ex->AddressOfFunctions);
+    std::map<std::string, int> got;
+    for (DWORD i = 0; i < ex->NumberOfNames; ++i)
+        got[reinterpret_cast<const char*>(base + names[i])] = nameOrdinals[i] + static_cast<int>(ex->Base);
+    const std::map<std::string, int> want = wanted_exports();
+    EXPECT_EQ(got, want);
+    int withCode = 0;  // nothing exported by ordinal alone
+    for (DWORD i = 0; i < ex->NumberOfFunctions; ++i) withCode += functions[i] != 0;
+    EXPECT_EQ(withCode, 26);
+
+    // The loader agrees: every ordinal reaches its name's function, the gaps nothing.
+    std::map<int, std::string> byOrdinal;
+    for (const auto& [name, ord] : want) byOrdinal[ord] = name;
+    for (int ord = 1; ord <= 80; ++ord) {
+        const QM_PROC p = qm_module_symbol(handle, reinterpret_cast<const char*>(static_cast<uintptr_t>(ord)));
+        auto it = byOrdinal.find(ord);
+        if (it == byOrdinal.end()) {
+            EXPECT_EQ(p, nullptr) << "ordinal " << ord;
+        } else {
+            EXPECT_NE(p, nullptr) << "ordinal " << ord;
+            EXPECT_EQ(p, qm_module_symbol(handle, it->second.c_str())) << it->second;
+        }
+    }
+
+    std::set<std::string> imports;
+    const auto* imp = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(
+        base + dir[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
+    for (; imp->Name != 0; ++imp) {
+        std::string dll = reinterpret_cast<const char*>(base + imp->Name);
+        for (char& c : dll) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+        imports.insert(dll);
+    }
+    EXPECT_EQ(imports, (std::set<std::string>{"KERNEL32.DLL", "MSVCRT.DLL"}));
+    EXPECT_EQ(dir[IMAGE_DIRECTORY_ENTRY_DELAY_IMPORT].Size, 0u);
+}
+#else
+TEST_F(Module, ExactlyTheExportedNamesAreVisible) {
+    std::set<std::string> want;
+    for (const auto& [name, ord] : wanted_exports()) want.insert(name);
     const std::string cmd = std::string("nm -D --defined-only '") + QM_MODULE_PATH + "'";
     FILE* nm = popen(cmd.c_str(), "r");
     ASSERT_NE(nm, nullptr);
@@ -91,6 +152,7 @@ TEST_F(Module, ExactlyTheExportedNamesAreVisible) {
     ASSERT_EQ(pclose(nm), 0);
     EXPECT_EQ(got, want);
 }
+#endif
 
 TEST_F(Module, VersionRecordMatchesThisProcessor) {
     auto features = reinterpret_cast<qm_ippGetCpuFeatures_fn>(lookup(handle, "ippGetCpuFeatures"));

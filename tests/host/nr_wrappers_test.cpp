@@ -1,6 +1,5 @@
 // The wrapper noise reductions as the driver calls them: each must equal one
 // call of its primitive on the interior, with the frame left alone.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <random>

@@ -1,6 +1,5 @@
 // The scanner convolution filters as the driver reaches them: by name from
 // the loaded module (every name's resolution is in lookup_test.cpp).
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
