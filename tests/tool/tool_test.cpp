@@ -137,8 +137,9 @@ TEST_F(Tool, BatchReportsTheBadPageAndDoesTheRest) {
     std::ofstream(path("in/broken.png")) << "garbage";
     const ToolRun r = qm300_run("batch -j 3 --op \"gauss --mask 5\" -o " + path("out") + " " + path("in"));
     EXPECT_EQ(r.status, 1) << r.output;
-    EXPECT_EQ(r.output.find("broken.png"), r.output.rfind("broken.png")) << "named once: " << r.output;
-    EXPECT_NE(r.output.find("qm300 batch: "), std::string::npos) << r.output;
+    const size_t named = r.output.find("qm300 batch: " + path("in/broken.png") + ": ");
+    EXPECT_NE(named, std::string::npos) << r.output;
+    EXPECT_EQ(named + 13, r.output.rfind(path("in/broken.png"))) << "named once: " << r.output;
     for (int i = 0; i < 5; ++i) EXPECT_TRUE(fs::exists(path("out/p" + std::to_string(i) + ".png")));
     EXPECT_EQ(qm300_run("batch --op \"nonsense\" -o " + path("out") + " " + path("in")).status, 2);
 }
