@@ -100,7 +100,7 @@ void png_read_mem(png_structp png, png_bytep dst, png_size_t n) {
 // Everything with a destructor lives outside this function: libpng leaves it
 // through longjmp.
 bool png_decode(png_structp png, png_infop info, uint64_t budget, Image* out, std::vector<uint8_t>* buf,
-                PngIo* io) {
+                std::vector<png_bytep>* rows, PngIo* io) {
     if (setjmp(png_jmpbuf(png))) return false;
     png_read_info(png, info);
     const png_uint_32 w = png_get_image_width(png, info), h = png_get_image_height(png, info);
@@ -124,9 +124,9 @@ bool png_decode(png_structp png, png_infop info, uint64_t budget, Image* out, st
     const size_t rowBytes = png_get_rowbytes(png, info);
     if (rowBytes != size_t(w) * samples) png_error(png, "unexpected row layout");
     buf->resize(rowBytes * h);
-    std::vector<png_bytep> rows(h);
-    for (png_uint_32 y = 0; y < h; ++y) rows[y] = buf->data() + y * rowBytes;
-    png_read_image(png, rows.data());
+    rows->resize(h);
+    for (png_uint_32 y = 0; y < h; ++y) (*rows)[y] = buf->data() + y * rowBytes;
+    png_read_image(png, rows->data());
     png_read_end(png, nullptr);
     *out = Image(int(w), int(h), (type & PNG_COLOR_MASK_COLOR) ? 3 : 1);
     take_samples(*out, buf->data(), samples);
@@ -156,7 +156,8 @@ Image read_png(const uint8_t* data, size_t size, uint64_t budget) {
     png_set_read_fn(png, &io, png_read_mem);
     Image out;
     std::vector<uint8_t> buf;
-    const bool ok = png_decode(png, info, budget, &out, &buf, &io);
+    std::vector<png_bytep> rows;
+    const bool ok = png_decode(png, info, budget, &out, &buf, &rows, &io);
     png_destroy_read_struct(&png, &info, nullptr);
     if (!ok) throw ToolError(std::string("damaged or unsupported PNG (") + io.message + ")");
     return out;
