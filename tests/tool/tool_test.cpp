@@ -8,51 +8,17 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <cstring>
 #include <random>
 
 #include "commands.h"
+#include "tool_support.h"
 #include "image.h"
 #include "module.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using qm300::Image;
-
-struct ToolRun {
-    int status;
-    std::string output;
-};
-
-ToolRun qm300_run(const std::string& args) {
-    const std::string cmd = std::string(QM300_PATH) + " " + args + " 2>&1";
-    FILE* p = popen(cmd.c_str(), "r");
-    std::string out;
-    char buf[512];
-    while (p && fgets(buf, sizeof buf, p)) out += buf;
-    const int st = p ? pclose(p) : -1;
-    return {WIFEXITED(st) ? WEXITSTATUS(st) : -1, out};
-}
-
-Image random_image(int w, int h, int c, unsigned seed) {
-    Image im(w, h, c);
-    std::mt19937 rng(seed);
-    for (auto& p : im.pixels) p = uint8_t(rng());
-    return im;
-}
-
-class Tool : public ::testing::Test {
-protected:
-    void SetUp() override {
-        dir = fs::temp_directory_path() /
-              ("qm300-test-" + std::to_string(getpid()) + "-" +
-               ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(dir);
-    }
-    void TearDown() override { fs::remove_all(dir); }
-    std::string path(const std::string& name) const { return (dir / name).string(); }
-    fs::path dir;
-};
+using namespace qmtool;
 
 TEST_F(Tool, LosslessFormatsRoundTrip) {
     for (int c : {1, 3})
@@ -161,9 +127,8 @@ TEST_F(Tool, OutputsAreNeverLeftHalfWritten) {
     std::ifstream kept(path("keep.png"));
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), {}), "precious");
     EXPECT_EQ(qm300_run("box " + path("in.png") + " /nonexistent-dir/out.png").status, 1);
-    EXPECT_EQ(qm300_run("box " + path("in.png") + " " + path("out.xyz")).status, 1);
-    for (const auto& e : fs::directory_iterator(dir))
-        EXPECT_EQ(e.path().filename().string().find(".png."), std::string::npos) << "temporary left: " << e.path();
+    EXPECT_EQ(qm300_run("box " + path("in.png") + " " + path("out.xyz")).status, 2);
+    EXPECT_EQ(temporaries(), 0);
 }
 
 TEST_F(Tool, BatchReportsTheBadPageAndDoesTheRest) {
@@ -172,9 +137,11 @@ TEST_F(Tool, BatchReportsTheBadPageAndDoesTheRest) {
     std::ofstream(path("in/broken.png")) << "garbage";
     const ToolRun r = qm300_run("batch -j 3 --op \"gauss --mask 5\" -o " + path("out") + " " + path("in"));
     EXPECT_EQ(r.status, 1) << r.output;
-    EXPECT_NE(r.output.find("broken.png"), std::string::npos) << r.output;
+    const size_t named = r.output.find("qm300 batch: " + path("in/broken.png") + ": ");
+    EXPECT_NE(named, std::string::npos) << r.output;
+    EXPECT_EQ(named + 13, r.output.rfind(path("in/broken.png"))) << "named once: " << r.output;
     for (int i = 0; i < 5; ++i) EXPECT_TRUE(fs::exists(path("out/p" + std::to_string(i) + ".png")));
-    EXPECT_EQ(qm300_run("batch --op \"nonsense\" -o " + path("out") + " " + path("in")).status, 1);
+    EXPECT_EQ(qm300_run("batch --op \"nonsense\" -o " + path("out") + " " + path("in")).status, 2);
 }
 
 // ---- each operation against the module called directly ------------------
@@ -310,6 +277,59 @@ TEST_F(Tool, DemoWritesItsPictures) {
     EXPECT_TRUE(fs::exists(path("demo/contact-sheet.png")));
     EXPECT_TRUE(fs::exists(path("demo/sharpen.png")));
     EXPECT_NE(r.output.find("implementation set"), std::string::npos);
+}
+
+}  // namespace
+
+namespace {
+
+// A colour profile header (no tags) and some body: enough for every format to carry.
+std::vector<uint8_t> bare_profile() {
+    std::vector<uint8_t> p(256, 0);
+    auto be = [&](size_t at, uint32_t v) { for (int i = 0; i < 4; ++i) p[at + i] = uint8_t(v >> (24 - 8 * i)); };
+    be(0, 256), be(8, 0x02100000), be(68, 0xF6D6), be(72, 0x10000), be(76, 0xD32D);
+    std::memcpy(&p[12], "mntrRGB XYZ ", 12);
+    std::memcpy(&p[36], "acsp", 4);
+    for (size_t i = 132; i < p.size(); ++i) p[i] = uint8_t(i * 73);
+    return p;
+}
+
+TEST_F(Tool, ResolutionAndProfileSurviveAndResizeScalesTheResolution) {
+    Image im = random_image(40, 20, 3, 3);
+    im.info = {300, 600, bare_profile()};
+    qm300::write_image(path("in.tif"), im);
+    for (const char* ext : {".png", ".jpg", ".tif"}) {
+        const std::string out = path(std::string("half") + ext);
+        const ToolRun r = qm300_run("resize -s 0.5 " + path("in.tif") + " " + out);
+        ASSERT_EQ(r.status, 0) << r.output;
+        const Image half = qm300::read_image(out);
+        EXPECT_NEAR(half.info.xdpi, 150, 0.5) << ext;
+        EXPECT_NEAR(half.info.ydpi, 300, 0.5) << ext;
+        EXPECT_EQ(half.info.icc, im.info.icc) << ext;
+    }
+}
+
+TEST_F(Tool, RecordedOrientationIsApplied) {
+    // Stored on its side: left half black, right half white. Orientation 6
+    // (turn clockwise to view) puts the black half on top.
+    Image side(16, 8, 1);
+    for (int y = 0; y < 8; ++y) std::fill(side.row(y) + 8, side.row(y) + 16, 255);
+    std::vector<uint8_t> jpg = qm300::encode_image(side, ".jpg");
+    const uint8_t exif[] = {0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0,
+                            0x12, 1, 3, 0, 1, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0};
+    jpg.insert(jpg.begin() + 2, exif, exif + sizeof exif);
+    TIFF* t = TIFFOpen(path("side.tif").c_str(), "w");
+    for (auto [tag, v] : {std::pair{TIFFTAG_IMAGEWIDTH, 16}, {TIFFTAG_IMAGELENGTH, 8}, {TIFFTAG_BITSPERSAMPLE, 8},
+                          {TIFFTAG_SAMPLESPERPIXEL, 1}, {TIFFTAG_PHOTOMETRIC, 1}, {TIFFTAG_ORIENTATION, 6}})
+        TIFFSetField(t, tag, v);
+    for (int y = 0; y < 8; ++y) TIFFWriteScanline(t, side.row(y), uint32_t(y), 0);
+    TIFFClose(t);
+    for (const Image& up : {qm300::decode_image(jpg.data(), jpg.size(), 0, 1000), qm300::read_image(path("side.tif"))}) {
+        ASSERT_EQ(up.width, 8);
+        ASSERT_EQ(up.height, 16);
+        EXPECT_LT(up.row(2)[4], 40);
+        EXPECT_GT(up.row(13)[4], 215);
+    }
 }
 
 }  // namespace

@@ -12,7 +12,9 @@
 #include <cstdio>
 #include <filesystem>
 #include <mutex>
+#include <map>
 #include <random>
+#include <set>
 #include <thread>
 
 namespace qm300 {
@@ -42,20 +44,46 @@ int run_info(const Module& m) {
 
 namespace {
 
-void check_output_path(const std::string& input, const std::string& output) {
-    if (same_file(input, output)) throw ToolError("refusing to write over the input " + input);
-    if (image_kind(output).empty())
-        throw ToolError(output + ": unknown output format (use .png, .jpg, .tif, .pnm, .ppm or .pgm)");
+// Errors of an operation on a page name the page once.
+Image apply_to(const Module& m, const Op& op, const Image& in, const std::string& name) {
+    try {
+        return apply_op(m, op, in);
+    } catch (const UsageError&) {
+        throw;
+    } catch (const ToolError& e) {
+        throw ToolError(name + ": " + e.what());
+    } catch (const std::bad_alloc&) {
+        throw ToolError(name + ": out of memory");
+    }
+}
+
+void encode_into(OutputFile& out, const Image& im, const std::string& kind) {
+    std::vector<uint8_t> bytes;
+    try {
+        bytes = encode_image(im, kind);
+    } catch (const ToolError& e) {
+        throw ToolError(out.path() + ": " + e.what());
+    }
+    out.commit(bytes);
 }
 
 }  // namespace
 
-int run_single(const Module& m, const OpSet& ops) {
+int run_single(const Module& m, const OpSet& ops, bool force) {
     const Op* op = ops.selected();
-    if (op == nullptr) throw ToolError("no operation given");
-    check_output_path(ops.input(), ops.output());
+    if (op == nullptr) throw UsageError("no operation given");
+    op->check();
+    if (ops.page() < 1) throw UsageError("--page counts from 1");
+    const std::string kind = ops.format().empty() ? image_kind(ops.output()) : "." + ops.format();
+    if (kind.empty())
+        throw UsageError(ops.output() == "-" ? "writing to standard output (-) needs --format png, jpg, tif or pnm"
+                                             : ops.output() + ": unknown output format (use .png, .jpg, .tif, .pnm, "
+                                                              ".ppm or .pgm, or --format)");
+    if (ops.input() != "-" && same_file(ops.input(), ops.output()))
+        throw ToolError(ops.output() + ": refusing to write over the input");
+    OutputFile out(ops.output(), force);  // a folder we cannot write to fails before the work
     const Image in = read_image(ops.input(), ops.page() - 1);
-    write_image(ops.output(), op->apply(m, in));
+    encode_into(out, apply_to(m, *op, in, ops.input() == "-" ? "standard input" : ops.input()), kind);
     return 0;
 }
 
@@ -198,7 +226,7 @@ int run_demo(const Module& m, const DemoOptions& o) {
         parser.parse(s.op, false);
         try {
             const auto t0 = std::chrono::steady_clock::now();
-            Image out = ops.selected()->apply(m, page);
+            Image out = apply_op(m, *ops.selected(), page);
             const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
             write_image(o.outDir + "/" + s.file, out);
             std::printf("  %-58s %8.1f ms\n", s.what, ms);
@@ -216,35 +244,84 @@ int run_demo(const Module& m, const DemoOptions& o) {
 
 // ---- batch -----------------------------------------------------------------
 
-int run_batch(const Module& m, const BatchOptions& o) {
-    CLI::App parser{"operation"};
-    OpSet ops;
+namespace {
+
+const Op& parse_batch_op(CLI::App& parser, OpSet& ops, const std::string& text) {
     ops.add_to(parser, false);
     parser.require_subcommand(1);
     try {
-        parser.parse(o.op, false);
+        parser.parse(text, false);
+    } catch (const CLI::Success&) {
+        throw UsageError("--op \"" + text + "\": for an operation's options run qm300 COMMAND --help");
     } catch (const CLI::ParseError& e) {
-        throw ToolError("--op \"" + o.op + "\": " + e.what());
+        throw UsageError("--op \"" + text + "\": " + e.what());
     }
     const Op* op = ops.selected();
+    op->check();
+    return *op;
+}
 
+// Files named and image files in the folders named, each file once.
+std::vector<std::string> collect_inputs(const std::vector<std::string>& inputs) {
     std::vector<std::string> files;
-    for (const std::string& in : o.inputs) {
+    std::set<fs::path> seen;
+    for (const std::string& in : inputs) {
+        if (in == "-") throw UsageError("batch reads files and folders, not standard input");
         std::error_code ec;
+        std::vector<std::string> found;
         if (fs::is_directory(in, ec)) {
-            std::vector<std::string> found;
             for (const auto& e : fs::directory_iterator(in, ec))
                 if (e.is_regular_file() && !image_kind(e.path().string()).empty()) found.push_back(e.path().string());
             std::sort(found.begin(), found.end());
-            files.insert(files.end(), found.begin(), found.end());
         } else {
-            files.push_back(in);
+            found.push_back(in);
         }
+        for (const std::string& f : found)
+            if (seen.insert(fs::weakly_canonical(f, ec)).second) files.push_back(f);
     }
-    if (files.empty()) throw ToolError("no input pages");
+    if (files.empty()) throw UsageError("no input pages");
+    return files;
+}
+
+// Every output named before anything is written: none may be an input, no
+// two inputs may share one.
+std::vector<std::string> plan_outputs(const std::vector<std::string>& files, const BatchOptions& o) {
+    std::map<fs::path, size_t> inputs, outputs;
+    std::error_code ec;
+    for (size_t i = 0; i < files.size(); ++i) inputs.emplace(fs::weakly_canonical(files[i], ec), i);
+    std::vector<std::string> planned;
+    for (size_t i = 0; i < files.size(); ++i) {
+        const std::string& in = files[i];
+        const std::string kind = image_kind(in);
+        const std::string ext = o.format != "same" ? "." + o.format : kind.empty() ? ".png" : kind;
+        const std::string out = (fs::path(o.outDir) / fs::path(in).stem()).string() + ext;
+        const fs::path key = fs::weakly_canonical(out, ec);
+        const auto clash = inputs.find(key);
+        if (clash != inputs.end() || std::any_of(files.begin(), files.end(), [&](const std::string& f) {
+                return same_file(f, out);
+            }))
+            throw UsageError("the result of " + in + " would replace the input " + out +
+                             "; nothing was written (choose another -o folder)");
+        const auto [it, fresh] = outputs.emplace(key, i);
+        if (!fresh)
+            throw UsageError(files[it->second] + " and " + in + " would both be written to " + out +
+                             "; nothing was written (use --format same or separate folders)");
+        planned.push_back(out);
+    }
+    return planned;
+}
+
+}  // namespace
+
+int run_batch(const Module& m, const BatchOptions& o) {
+    CLI::App parser{"operation"};
+    OpSet ops;
+    const Op& op = parse_batch_op(parser, ops, o.op);
+    const std::vector<std::string> files = collect_inputs(o.inputs);
+    const std::vector<std::string> outs = plan_outputs(files, o);
     std::error_code ec;
     fs::create_directories(o.outDir, ec);
-    if (ec) throw ToolError("cannot create " + o.outDir + ": " + ec.message());
+    if (ec) throw ToolError(o.outDir + ": cannot create the folder: " + ec.message());
 
     const int jobs = std::clamp(o.jobs > 0 ? o.jobs : int(std::thread::hardware_concurrency()), 1, 64);
     const bool tty = isatty(STDERR_FILENO);
@@ -260,17 +337,12 @@ int run_batch(const Module& m, const BatchOptions& o) {
     };
     auto worker = [&] {
         for (size_t i; (i = next++) < files.size();) {
-            const std::string& in = files[i];
-            const fs::path p(in);
-            const std::string ext = o.format == "same" ? (image_kind(in).empty() ? ".png" : image_kind(in))
-                                                       : "." + o.format;
-            const std::string out = (fs::path(o.outDir) / p.stem()).string() + ext;
             try {
-                check_output_path(in, out);
-                write_image(out, op->apply(m, read_image(in)));
+                OutputFile out(outs[i], o.force);
+                encode_into(out, apply_to(m, op, read_image(files[i]), files[i]), image_kind(outs[i]));
             } catch (const std::exception& e) {
                 std::lock_guard<std::mutex> g(lock);
-                failures.push_back(in + ": " + e.what());
+                failures.push_back(dynamic_cast<const std::bad_alloc*>(&e) ? files[i] + ": out of memory" : e.what());
             }
             ++finished;
             std::lock_guard<std::mutex> g(lock);
@@ -280,7 +352,7 @@ int run_batch(const Module& m, const BatchOptions& o) {
     std::vector<std::thread> pool;
     for (int t = 0; t < jobs; ++t) pool.emplace_back(worker);
     for (auto& t : pool) t.join();
-    for (const auto& f : failures) std::fprintf(stderr, "qm300: failed: %s\n", f.c_str());
+    for (const auto& f : failures) std::fprintf(stderr, "qm300 batch: %s\n", f.c_str());
     std::printf("%zu of %zu pages done, %zu failed\n", files.size() - failures.size(), files.size(), failures.size());
     return failures.empty() ? 0 : 1;
 }

@@ -19,10 +19,11 @@ struct BatchOptions {
     int jobs = 0;
     std::string format = "same";
     std::vector<std::string> inputs;
+    bool force = false;
 };
 
 int run_info(const Module& m);
-int run_single(const Module& m, const OpSet& ops);
+int run_single(const Module& m, const OpSet& ops, bool force);
 int run_demo(const Module& m, const DemoOptions& o);
 int run_batch(const Module& m, const BatchOptions& o);
 
