@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "frame/set.h"
+#include "primitives/linear/filter_job.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -23,6 +24,8 @@
 namespace qm::QM_SET {
 namespace {
 
+using linear::Geometry;
+
 // Float to 8 bits: saturate, then round half to even (NaN gives 0).
 inline Ipp8u to_u8(float t) {
     if (t >= 255.0f) return 255;
@@ -36,24 +39,6 @@ inline Ipp8u to_u8(float t) {
 // images go in vertical strips so the ring fits.
 constexpr int kRingFloats = 16384;
 constexpr int kMinStrip = 16;  // pixels; below that the ring is not worth it
-
-struct Geometry {
-    const Ipp8u* src;  // top-left byte of the window of output (0, 0)
-    ptrdiff_t srcStep;
-    Ipp8u* dst;
-    ptrdiff_t dstStep;
-    int width, height;  // output pixels
-    int kw, kh, ch;
-};
-
-Geometry geometry(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi,
-                  IppiSize ks, IppiPoint anchor, int ch) {
-    // The last kernel element meets the window's top-left pixel.
-    const ptrdiff_t dx = ptrdiff_t{anchor.x} - (ks.width - 1);
-    const ptrdiff_t dy = ptrdiff_t{anchor.y} - (ks.height - 1);
-    return {pSrc + dy * srcStep + dx * ch, srcStep, pDst, dstStep, roi.width, roi.height,
-            ks.width, ks.height, ch};
-}
 
 // ---- float kernels ---------------------------------------------------------
 
@@ -216,15 +201,8 @@ void float_filter(const Geometry& g, const float* kernel) {
 
 inline Ipp8u clamp_u8(int32_t v) { return static_cast<Ipp8u>(v < 0 ? 0 : v > 255 ? 255 : v); }
 
-// The three divisor rules, chosen once per call.
-struct Divide {
-    enum Rule { One, Shift, Reciprocal } rule;
-    int k;         // Shift: divisor = 2^k
-    float recip;   // Reciprocal: single-precision 1 / divisor
-    explicit Divide(int divisor)
-        : rule(divisor == 1 ? One : (divisor > 1 && (divisor & (divisor - 1)) == 0) ? Shift : Reciprocal),
-          k(rule == Shift ? __builtin_ctz(static_cast<unsigned>(divisor)) : 0),
-          recip(1.0f / static_cast<float>(divisor)) {}
+// The divisor rule the front chose, applied.
+struct Divide : linear::DivideRule {
     Ipp8u operator()(int32_t s) const {
         if (rule == One) return clamp_u8(s);
         if (rule == Reciprocal) return to_u8(static_cast<float>(s) * recip);
@@ -576,8 +554,10 @@ void narrow(const Geometry& g, const Ipp32s* kernel, const Divide& divide) {
 #endif
 #endif
 
-void int_dispatch(const Geometry& g, const Ipp32s* kernel, int divisor) {
-    const Divide finish(divisor);
+void int_filter(const linear::IntJob& job) {
+    const Geometry& g = job.g;
+    const Ipp32s* kernel = job.kernel;
+    const Divide finish{job.divide};
 #if defined(__SSE2__)
     const int64_t taps = int64_t{g.kw} * g.kh;
     if (int64_t{g.width} * g.ch >= 16 && taps <= 2 * TapPairs::kMax) {
@@ -601,57 +581,40 @@ void int_dispatch(const Geometry& g, const Ipp32s* kernel, int divisor) {
     int_plain(g, kernel, finish, 0, 0);
 }
 
-// ---- checks ----------------------------------------------------------------
-
-IppStatus check(const void* pSrc, const void* pDst, const void* pKernel, IppiSize roi, IppiSize ks) {
-    if (pSrc == nullptr || pDst == nullptr || pKernel == nullptr) return ippStsNullPtrErr;
-    if (roi.width <= 0 || roi.height <= 0 || ks.width <= 0 || ks.height <= 0) return ippStsSizeErr;
-    return ippStsNoErr;
-}
-
-IppStatus check_steps(int srcStep, int dstStep, IppiSize roi, IppiSize ks, int ch) {
-    if (int64_t{srcStep} < ch * (int64_t{roi.width} + ks.width - 1) || int64_t{dstStep} < int64_t{ch} * roi.width)
-        return ippStsStepErr;
-    return ippStsNoErr;
-}
-
-IppStatus filter_int(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi,
-                     const Ipp32s* pKernel, IppiSize ks, IppiPoint anchor, int divisor, int ch) {
-    if (IppStatus st = check(pSrc, pDst, pKernel, roi, ks)) return st;
-    if (divisor == 0) return ippStsDivisorErr;
-    if (IppStatus st = check_steps(srcStep, dstStep, roi, ks, ch)) return st;
-    int_dispatch(geometry(pSrc, srcStep, pDst, dstStep, roi, ks, anchor, ch), pKernel, divisor);
-    return ippStsNoErr;
-}
-
-IppStatus filter_float(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi,
-                       const Ipp32f* pKernel, IppiSize ks, IppiPoint anchor, int ch) {
-    if (IppStatus st = check(pSrc, pDst, pKernel, roi, ks)) return st;
-    if (IppStatus st = check_steps(srcStep, dstStep, roi, ks, ch)) return st;
-    float_filter(geometry(pSrc, srcStep, pDst, dstStep, roi, ks, anchor, ch), pKernel);
-    return ippStsNoErr;
-}
-
 }  // namespace
 
 IppStatus ippiFilter_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                             const Ipp32s* pKernel, IppiSize kernelSize, IppiPoint anchor, int divisor) {
-    return filter_int(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 1);
+    linear::IntJob job;
+    const IppStatus st =
+        linear::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 1, job);
+    if (st == ippStsNoErr) int_filter(job);
+    return st;
 }
 
 IppStatus ippiFilter_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                             const Ipp32s* pKernel, IppiSize kernelSize, IppiPoint anchor, int divisor) {
-    return filter_int(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 3);
+    linear::IntJob job;
+    const IppStatus st =
+        linear::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 3, job);
+    if (st == ippStsNoErr) int_filter(job);
+    return st;
 }
 
 IppStatus ippiFilter32f_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                const Ipp32f* pKernel, IppiSize kernelSize, IppiPoint anchor) {
-    return filter_float(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 1);
+    linear::FloatJob job;
+    const IppStatus st = linear::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 1, job);
+    if (st == ippStsNoErr) float_filter(job.g, job.kernel);
+    return st;
 }
 
 IppStatus ippiFilter32f_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                const Ipp32f* pKernel, IppiSize kernelSize, IppiPoint anchor) {
-    return filter_float(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 3);
+    linear::FloatJob job;
+    const IppStatus st = linear::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 3, job);
+    if (st == ippStsNoErr) float_filter(job.g, job.kernel);
+    return st;
 }
 
 }  // namespace qm::QM_SET
