@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "frame/set.h"
+#include "primitives/neighbourhood/box_job.h"
 
 #if defined(__SSE4_1__)
 #include <smmintrin.h>
@@ -18,32 +19,8 @@
 namespace qm::QM_SET {
 namespace {
 
-// Largest area whose integer products stay inside 32 bits; larger masks use floats.
-constexpr int64_t kMaxIntegerArea = 8100;
-
-// Output = (k * S + r) >> sh in unsigned 32-bit arithmetic.
-struct IntDivisor {
-    uint32_t k, r;
-    int sh;
-};
-
-constexpr IntDivisor kFixed5x5{20971, 262144, 19};  // S / 25, rounded
-constexpr IntDivisor kFixed7x7{5350, 131072, 18};   // S / 49, rounded
-constexpr IntDivisor kFixed3x3{29128, 0, 18};       // S / 9, truncated
-
-// The multiplier is rounded up, so some sums give one more than floor(S / A).
-IntDivisor general_divisor(int64_t area, int maskSum) {
-    if (maskSum == 3) return {4096, 0, 13};  // 1x2 and 2x1
-    const float r = 1.0f / static_cast<float>(area);
-    if (r == 1.0f) return {256, 0, 8};
-    uint32_t u = static_cast<uint32_t>(r * 4294967296.0f);
-    int n = 0;
-    while ((u & 0x80000000u) == 0 && n < 24) {
-        u <<= 1;
-        ++n;
-    }
-    return {(u >> 20) + 1, 0, n + 12};
-}
+using box::Geometry;
+using box::IntDivisor;
 
 inline __m128i mullo32(__m128i a, __m128i b) {
 #if defined(__SSE4_1__)
@@ -290,12 +267,6 @@ struct RingSink {
     }
 };
 
-struct Geometry {
-    const Ipp8u* top;  // top-left of the first destination pixel's neighbourhood
-    ptrdiff_t step;
-    int width, height, mw, mh, ch;
-};
-
 template <class T, class Sink>
 void run_integer(const Geometry& g, T* col, const IntFinish& fin, const Sink& sink) {
     const int n = (g.width + g.mw - 1) * g.ch;
@@ -348,8 +319,6 @@ void run_float(const Geometry& g, float* col, float inv, const Sink& sink) {
     }
 }
 
-enum class Path { general, fixed3x3, fixed5x5, fixed7x7, floating };
-
 // (mask width + roi width + 2) x channels 32-bit sums, in 16-byte units.
 void* alloc_cols(int width, int mw, int ch) {
     const int64_t bytes = ((int64_t{mw} + width + 2) * ch * 4 + 15) & ~int64_t{15};
@@ -365,88 +334,44 @@ void run_integer_sized(const Geometry& g, void* col, const IntDivisor& d, const 
 }
 
 template <class Sink>
-void run_path(Path path, const Geometry& g, void* col, const Sink& sink) {
-    const int64_t area = int64_t{g.mw} * g.mh;
-    switch (path) {
-    case Path::floating:
-        run_float(g, static_cast<float*>(col), 1.0f / static_cast<float>(area), sink);
-        return;
-    case Path::fixed3x3: run_integer_sized(g, col, kFixed3x3, sink); return;
-    case Path::fixed5x5: run_integer_sized(g, col, kFixed5x5, sink); return;
-    case Path::fixed7x7: run_integer_sized(g, col, kFixed7x7, sink); return;
-    case Path::general: run_integer_sized(g, col, general_divisor(area, g.mw + g.mh), sink); return;
-    }
+void run_path(const box::Job& job, const Geometry& g, void* col, const Sink& sink) {
+    if (job.floating)
+        run_float(g, static_cast<float*>(col), job.inverse, sink);
+    else
+        run_integer_sized(g, col, job.divisor, sink);
 }
 
-Geometry geometry(const Ipp8u* src, int srcStep, IppiSize roi, IppiSize mask, IppiPoint anchor, int ch) {
-    return {src - static_cast<ptrdiff_t>(anchor.y) * srcStep - static_cast<ptrdiff_t>(anchor.x) * ch,
-            srcStep, roi.width, roi.height, mask.width, mask.height, ch};
-}
-
-IppStatus filter_out_of_place(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi,
-                              IppiSize mask, IppiPoint anchor, int ch, Path path) {
-    void* col = alloc_cols(roi.width, mask.width, ch);
+IppStatus filter_out_of_place(const box::Job& job, const Geometry& g, Ipp8u* dst, int dstStep) {
+    void* col = alloc_cols(g.width, g.mw, g.ch);
     if (col == nullptr) return ippStsMemAllocErr;
-    run_path(path, geometry(src, srcStep, roi, mask, anchor, ch), col, DirectSink{dst, dstStep});
+    run_path(job, g, col, DirectSink{dst, dstStep});
     ippFree(col);
     return ippStsNoErr;
 }
 
-// Step before size; the other neighbourhood filters check them the other way round.
-IppStatus check_box(const void* src, const void* dst, int srcStep, int dstStep, IppiSize roi, IppiSize mask,
-                    IppiPoint anchor) {
-    if (src == nullptr || dst == nullptr) return ippStsNullPtrErr;
-    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
-    if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;
-    if (mask.width < 1 || mask.height < 1) return ippStsMaskSizeErr;
-    if (anchor.x < 0 || anchor.x >= mask.width || anchor.y < 0 || anchor.y >= mask.height) return ippStsAnchorErr;
-    return ippStsNoErr;
+// Short region: filter from a private copy of the whole neighbourhood area.
+IppStatus filter_via_copy(const box::Job& job) {
+    const Geometry& g = job.g;
+    const int64_t tstep = (int64_t{g.width} + g.mw - 1) * g.ch;
+    const int64_t trows = int64_t{g.height} + g.mh - 1;
+    const int64_t bytes = tstep * trows;
+    Ipp8u* tmp = bytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(bytes)));
+    if (tmp == nullptr) return ippStsMemAllocErr;
+    for (int64_t r = 0; r < trows; ++r) std::memcpy(tmp + r * tstep, g.top + r * g.step, static_cast<size_t>(tstep));
+    Geometry copy = g;
+    copy.top = tmp;
+    copy.step = tstep;
+    const IppStatus st = filter_out_of_place(job, copy, job.dst, job.dstStep);
+    ippFree(tmp);
+    return st;
 }
 
-bool is(IppiSize mask, int w, int h) { return mask.width == w && mask.height == h; }
-
-IppStatus filter_box(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, IppiSize mask,
-                     IppiPoint anchor, int ch) {
-    if (const IppStatus st = check_box(src, dst, srcStep, dstStep, roi, mask, anchor); st != ippStsNoErr)
-        return st;
-    Path path = Path::general;
-    if (int64_t{mask.width} * mask.height > kMaxIntegerArea)
-        path = Path::floating;
-    else if (ch == 1 && is(mask, 7, 7))
-        path = Path::fixed7x7;
-    else if (ch == 3 && is(mask, 3, 3))
-        path = Path::fixed3x3;
-    else if (is(mask, 5, 5))
-        path = Path::fixed5x5;
-    return filter_out_of_place(src, srcStep, dst, dstStep, roi, mask, anchor, ch, path);
-}
-
-// In place the fixed-multiplier paths are never taken, so a result can differ by
-// one from the out-of-place form of the same mask.
-IppStatus filter_box_in_place(Ipp8u* img, int step, IppiSize roi, IppiSize mask, IppiPoint anchor, int ch) {
-    if (const IppStatus st = check_box(img, img, step, step, roi, mask, anchor); st != ippStsNoErr) return st;
-    const Path path = int64_t{mask.width} * mask.height > kMaxIntegerArea ? Path::floating : Path::general;
-
-    if (mask.height >= roi.height) {
-        // Short ROI: filter from a private copy of the whole neighbourhood area.
-        const int64_t tstep = (int64_t{roi.width} + mask.width - 1) * ch;
-        const int64_t trows = int64_t{roi.height} + mask.height - 1;
-        const int64_t bytes = tstep * trows;
-        Ipp8u* tmp = bytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(bytes)));
-        if (tmp == nullptr) return ippStsMemAllocErr;
-        const Ipp8u* from = img - static_cast<ptrdiff_t>(anchor.y) * step - static_cast<ptrdiff_t>(anchor.x) * ch;
-        for (int64_t r = 0; r < trows; ++r)
-            std::memcpy(tmp + r * tstep, from + r * step, static_cast<size_t>(tstep));
-        const IppStatus st = filter_out_of_place(tmp + anchor.y * tstep + int64_t{anchor.x} * ch,
-                                                 static_cast<int>(tstep), img, step, roi, mask, anchor, ch, path);
-        ippFree(tmp);
-        return st;
-    }
-
-    const int depth = anchor.y + 1;
-    const int rowBytes = roi.width * ch;
+IppStatus filter_row_delayed(const box::Job& job) {
+    const Geometry& g = job.g;
+    const int depth = job.anchor.y + 1;
+    const int rowBytes = g.width * g.ch;
     const int64_t ringRow = (int64_t{rowBytes} + 15) & ~int64_t{15};
-    void* col = alloc_cols(roi.width, mask.width, ch);
+    void* col = alloc_cols(g.width, g.mw, g.ch);
     if (col == nullptr) return ippStsMemAllocErr;
     // depth <= mask height < roi height, so the table is small.
     Ipp8u** rows = static_cast<Ipp8u**>(ippMalloc(static_cast<int>(sizeof(Ipp8u*) * static_cast<size_t>(depth))));
@@ -462,35 +387,52 @@ IppStatus filter_box_in_place(Ipp8u* img, int step, IppiSize roi, IppiSize mask,
         return ippStsMemAllocErr;
     }
     for (int i = 0; i < depth; ++i) rows[i] = ring + i * ringRow;
-    const RingSink sink{rows, depth, img, step, rowBytes};
-    run_path(path, geometry(img, step, roi, mask, anchor, ch), col, sink);
-    sink.flush(roi.height);
+    const RingSink sink{rows, depth, job.dst, job.dstStep, rowBytes};
+    run_path(job, g, col, sink);
+    sink.flush(g.height);
     ippFree(ring);
     ippFree(rows);
     ippFree(col);
     return ippStsNoErr;
 }
 
+IppStatus run(const box::Job& job) {
+    switch (job.form) {
+        case box::Form::via_copy: return filter_via_copy(job);
+        case box::Form::row_delayed: return filter_row_delayed(job);
+        case box::Form::direct: break;
+    }
+    return filter_out_of_place(job, job.g, job.dst, job.dstStep);
+}
+
 }  // namespace
 
 IppStatus ippiFilterBox_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                IppiSize maskSize, IppiPoint anchor) {
-    return filter_box(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 1);
+    box::Job job;
+    const IppStatus st = box::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 1, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterBox_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                IppiSize maskSize, IppiPoint anchor) {
-    return filter_box(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 3);
+    box::Job job;
+    const IppStatus st = box::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 3, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterBox_8u_C1IR(Ipp8u* pSrcDst, int srcDstStep, IppiSize roiSize, IppiSize maskSize,
                                 IppiPoint anchor) {
-    return filter_box_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 1);
+    box::Job job;
+    const IppStatus st = box::prepare_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 1, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterBox_8u_C3IR(Ipp8u* pSrcDst, int srcDstStep, IppiSize roiSize, IppiSize maskSize,
                                 IppiPoint anchor) {
-    return filter_box_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 3);
+    box::Job job;
+    const IppStatus st = box::prepare_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 3, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 }  // namespace qm::QM_SET
