@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "frame/set.h"
+#include "primitives/neighbourhood/minmax_job.h"
 
 namespace qm::QM_SET {
 namespace {
@@ -87,23 +88,14 @@ void combine_rows(Ipp8u* const* rows, int mh, int w, Ipp8u* out) {
 }
 
 template <class Op>
-IppStatus filter_extreme(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, IppiSize mask,
-                         IppiPoint anchor) {
-    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
-    if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;
-    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
-    if (mask.width < 1 || mask.height < 1) return ippStsMaskSizeErr;
-    if (anchor.x < 0 || anchor.x >= mask.width || anchor.y < 0 || anchor.y >= mask.height) return ippStsAnchorErr;
-
-    const int w = roi.width;
-    if (mask.width == 1 && mask.height == 1) {
-        for (int y = 0; y < roi.height; ++y)
-            std::memcpy(pDst + static_cast<ptrdiff_t>(y) * dstStep, pSrc + static_cast<ptrdiff_t>(y) * srcStep,
-                        static_cast<size_t>(w));
+IppStatus filter_extreme(const minmax::Job& job) {
+    const int w = job.width, mw = job.mw, mh = job.mh;
+    if (mw == 1 && mh == 1) {
+        for (int y = 0; y < job.height; ++y)
+            std::memcpy(job.dst + y * job.dstStep, job.top + y * job.srcStep, static_cast<size_t>(w));
         return ippStsNoErr;
     }
 
-    const int mw = mask.width, mh = mask.height;
     // Ring of per-row extremes; the second buffer is the scratch row of the
     // doubling windows (wide masks only, taken always so failures do not
     // depend on the mask).
@@ -119,8 +111,7 @@ IppStatus filter_extreme(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstSte
         return ippStsMemAllocErr;
     }
 
-    const Ipp8u* top = pSrc - static_cast<ptrdiff_t>(anchor.y) * srcStep - anchor.x;
-    const auto source_row = [&](int r) { return top + static_cast<ptrdiff_t>(r) * srcStep; };
+    const auto source_row = [&](int r) { return job.top + r * job.srcStep; };
     const auto ring_row = [&](int r) { return ring + (r % mh) * ringRow; };
 
     // The ring is read in its own slot order: the extreme does not care.
@@ -131,8 +122,8 @@ IppStatus filter_extreme(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstSte
         for (int k = 0; k < mh; ++k) listed[k] = ring + k * ringRow;
 
     for (int r = 0; r < mh; ++r) reduce_row<Op>(source_row(r), w, mw, scratch, ring_row(r));
-    for (int y = 0; y < roi.height; ++y) {
-        Ipp8u* out = pDst + static_cast<ptrdiff_t>(y) * dstStep;
+    for (int y = 0; y < job.height; ++y) {
+        Ipp8u* out = job.dst + y * job.dstStep;
         if (useList) {
             combine_rows<Op>(listed, mh, w, out);
         } else {
@@ -142,7 +133,7 @@ IppStatus filter_extreme(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstSte
                 combine_rows<Op>(pair, 2, w, out);
             }
         }
-        if (y + 1 < roi.height) reduce_row<Op>(source_row(y + mh), w, mw, scratch, ring_row(y + mh));
+        if (y + 1 < job.height) reduce_row<Op>(source_row(y + mh), w, mw, scratch, ring_row(y + mh));
     }
     ippFree(scratch);
     ippFree(ring);
@@ -153,12 +144,16 @@ IppStatus filter_extreme(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstSte
 
 IppStatus ippiFilterMin_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                IppiSize maskSize, IppiPoint anchor) {
-    return filter_extreme<MinOp>(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor);
+    minmax::Job job;
+    const IppStatus st = minmax::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, job);
+    return st != ippStsNoErr ? st : filter_extreme<MinOp>(job);
 }
 
 IppStatus ippiFilterMax_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                IppiSize maskSize, IppiPoint anchor) {
-    return filter_extreme<MaxOp>(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor);
+    minmax::Job job;
+    const IppStatus st = minmax::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, job);
+    return st != ippStsNoErr ? st : filter_extreme<MaxOp>(job);
 }
 
 }  // namespace qm::QM_SET
