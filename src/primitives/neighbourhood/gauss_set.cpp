@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "frame/set.h"
+#include "primitives/neighbourhood/gauss_job.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -390,29 +391,22 @@ void gauss5_float(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSi
 }
 #endif
 
-IppStatus gauss_entry(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, int maskCode,
-                      int k) {
-    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
-    if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;
-    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
-    if (maskCode != 33 && maskCode != 55) return ippStsMaskSizeErr;
-    const int rows = maskCode == 33 ? 3 : 12;
-    // A buffer beyond the allocator's 32-bit length is reported like any
-    // failed allocation rather than wrapped.
-    const int64_t bytes = int64_t{rows} * roi.width * k * 4;
-    if (bytes > INT_MAX) return ippStsMemAllocErr;
+IppStatus run(const gauss::Job& job) {
+    const Ipp8u* src = job.src;
+    Ipp8u* dst = job.dst;
+    const int srcStep = static_cast<int>(job.srcStep), dstStep = static_cast<int>(job.dstStep);
     // Sized for 32-bit row values; the rows use 16-bit lanes of it (the
     // float 5x5 keeps the five source rows of a strip there).
-    void* buf = ::ippMalloc(static_cast<int>(bytes));
+    void* buf = ::ippMalloc(job.bufferBytes);
     if (buf == nullptr) return ippStsMemAllocErr;
-    if (maskCode == 33)
-        gauss3(pSrc, srcStep, pDst, dstStep, roi, k, buf);
+    if (job.side == 3)
+        gauss3(src, srcStep, dst, dstStep, job.roi, job.ch, buf);
 #if defined(__AVX__)
-    else if (roi.width * k >= 16)  // five float rows of a strip fit the buffer
-        gauss5_float(pSrc, srcStep, pDst, dstStep, roi, k, static_cast<float*>(buf));
+    else if (job.roi.width * job.ch >= 16)  // five float rows of a strip fit the buffer
+        gauss5_float(src, srcStep, dst, dstStep, job.roi, job.ch, static_cast<float*>(buf));
 #endif
     else
-        gauss5(pSrc, srcStep, pDst, dstStep, roi, k, buf);
+        gauss5(src, srcStep, dst, dstStep, job.roi, job.ch, buf);
     ::ippFree(buf);
     return ippStsNoErr;
 }
@@ -421,12 +415,16 @@ IppStatus gauss_entry(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, 
 
 IppStatus ippiFilterGauss_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                  int maskCode) {
-    return gauss_entry(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode, 1);
+    gauss::Job job;
+    const IppStatus st = gauss::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode, 1, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterGauss_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                  int maskCode) {
-    return gauss_entry(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode, 3);
+    gauss::Job job;
+    const IppStatus st = gauss::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode, 3, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 }  // namespace qm::QM_SET
