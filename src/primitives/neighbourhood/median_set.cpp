@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "frame/set.h"
+#include "primitives/neighbourhood/median_job.h"
 #include "primitives/neighbourhood/median_network.h"
 
 #if defined(__SSE2__)
@@ -244,39 +245,6 @@ IppStatus general_median(const Ipp8u* topLeft, int srcStep, Ipp8u* dst, int dstS
         return column_median(topLeft, srcStep, dst, dstStep, roi.width, roi.height, mask.height, k);
     histogram_median(topLeft, srcStep, dst, dstStep, roi.width, roi.height, mask.width, mask.height, k);
     return ippStsNoErr;
-}
-
-IppStatus median_entry(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi,
-                       IppiSize mask, IppiPoint anchor, int k) {
-    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
-    if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;
-    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
-    if (mask.width < 1 || mask.height < 1 || ((mask.width & mask.height & 1) == 0)) return ippStsMaskSizeErr;
-    if (anchor.x < 0 || anchor.x >= mask.width || anchor.y < 0 || anchor.y >= mask.height)
-        return ippStsAnchorErr;
-
-    const Ipp8u* centre = pSrc + static_cast<ptrdiff_t>((mask.width >> 1) - anchor.x) * k +
-                          static_cast<ptrdiff_t>((mask.height >> 1) - anchor.y) * srcStep;
-    if (mask.width < 10 && mask.height < 10) {
-        switch (mask.width * 10 + mask.height) {
-            case 33: square_median<3>(centre, srcStep, pDst, dstStep, roi, k); return ippStsNoErr;
-            case 55: square_median<5>(centre, srcStep, pDst, dstStep, roi, k); return ippStsNoErr;
-            case 31: line_median<3>(centre, srcStep, pDst, dstStep, roi, k, true); return ippStsNoErr;
-            case 51: line_median<5>(centre, srcStep, pDst, dstStep, roi, k, true); return ippStsNoErr;
-            case 13: line_median<3>(centre, srcStep, pDst, dstStep, roi, k, false); return ippStsNoErr;
-            case 15: line_median<5>(centre, srcStep, pDst, dstStep, roi, k, false); return ippStsNoErr;
-            case 11:
-                for (int y = 0; y < roi.height; ++y)
-                    std::memcpy(pDst + static_cast<ptrdiff_t>(y) * dstStep,
-                                centre + static_cast<ptrdiff_t>(y) * srcStep,
-                                static_cast<size_t>(roi.width) * k);
-                return ippStsNoErr;
-            default: break;
-        }
-    }
-    const Ipp8u* topLeft = centre - static_cast<ptrdiff_t>(mask.width >> 1) * k -
-                           static_cast<ptrdiff_t>(mask.height >> 1) * srcStep;
-    return general_median(topLeft, srcStep, pDst, dstStep, roi, mask, k);
 }
 
 // ---- Vector median ------------------------------------------------------------------
@@ -622,31 +590,52 @@ void vector_median(const Ipp8u* topLeft, int srcStep, Ipp8u* dst, int dstStep, I
 #endif
 }
 
+IppStatus run(const median::Job& job) {
+    using median::Shape;
+    const Ipp8u* src = job.src;
+    const int srcStep = job.srcStep, dstStep = job.dstStep, k = job.ch;
+    Ipp8u* dst = job.dst;
+    const IppiSize roi = job.roi;
+    switch (job.shape) {
+        case Shape::square3: square_median<3>(src, srcStep, dst, dstStep, roi, k); break;
+        case Shape::square5: square_median<5>(src, srcStep, dst, dstStep, roi, k); break;
+        case Shape::row3: line_median<3>(src, srcStep, dst, dstStep, roi, k, true); break;
+        case Shape::row5: line_median<5>(src, srcStep, dst, dstStep, roi, k, true); break;
+        case Shape::column3: line_median<3>(src, srcStep, dst, dstStep, roi, k, false); break;
+        case Shape::column5: line_median<5>(src, srcStep, dst, dstStep, roi, k, false); break;
+        case Shape::copy:
+            for (int y = 0; y < roi.height; ++y)
+                std::memcpy(dst + static_cast<ptrdiff_t>(y) * dstStep, src + static_cast<ptrdiff_t>(y) * srcStep,
+                            static_cast<size_t>(roi.width) * k);
+            break;
+        case Shape::general: return general_median(src, srcStep, dst, dstStep, roi, job.mask, k);
+        case Shape::vector3: vector_median<3>(src, srcStep, dst, dstStep, roi); break;
+        case Shape::vector5: vector_median<5>(src, srcStep, dst, dstStep, roi); break;
+    }
+    return ippStsNoErr;
+}
+
 }  // namespace
 
 IppStatus ippiFilterMedian_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep,
                                   IppiSize dstRoiSize, IppiSize maskSize, IppiPoint anchor) {
-    return median_entry(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 1);
+    median::Job job;
+    const IppStatus st = median::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 1, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterMedian_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep,
                                   IppiSize dstRoiSize, IppiSize maskSize, IppiPoint anchor) {
-    return median_entry(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 3);
+    median::Job job;
+    const IppStatus st = median::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 3, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterMedianColor_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep,
                                        IppiSize dstRoiSize, int maskCode) {
-    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
-    if (dstRoiSize.width < 1 || dstRoiSize.height < 1) return ippStsSizeErr;
-    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
-    if (maskCode == 33) {
-        vector_median<3>(pSrc - srcStep - 3, srcStep, pDst, dstStep, dstRoiSize);
-    } else if (maskCode == 55) {
-        vector_median<5>(pSrc - 2 * static_cast<ptrdiff_t>(srcStep) - 6, srcStep, pDst, dstStep, dstRoiSize);
-    } else {
-        return ippStsMaskSizeErr;
-    }
-    return ippStsNoErr;
+    median::Job job;
+    const IppStatus st = median::prepare_color(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 }  // namespace qm::QM_SET
