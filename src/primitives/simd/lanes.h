@@ -574,6 +574,12 @@ QM_LANES_INLINE void store_truncated_aligned(int32_t* p, F32x4 a) { store_aligne
 QM_LANES_INLINE F32x4 as_float(I32x4 m) { return {_mm_castsi128_ps(m.v)}; }
 QM_LANES_INLINE I32x4 as_int(F32x4 m) { return {_mm_castps_si128(m.v)}; }
 
+template <class V, class... T>
+QM_LANES_INLINE V lanes_of(T... x) requires std::is_same_v<V, F32x4> {
+    static_assert(sizeof...(T) == 4, "one value per lane");
+    return {_mm_setr_ps(static_cast<float>(x)...)};
+}
+
 // ---- The set's float lanes -------------------------------------------------------------------
 // With AVX (but no 256-bit integer instructions) eight float lanes come with
 // integer lanes kept as two 128-bit halves.
@@ -675,6 +681,12 @@ QM_LANES_INLINE const I32x4& half(const I32x8& a, int k) { return a.h[k]; }
 QM_LANES_INLINE void set_half(I32x8& a, int k, I32x4 x) { a.h[k] = x; }
 QM_LANES_INLINE I16x8 pack_i16(const I32x8& a) { return pack_i16(a.h[0], a.h[1]); }
 
+template <class V, class... T>
+QM_LANES_INLINE V lanes_of(T... x) requires std::is_same_v<V, F32x8> {
+    static_assert(sizeof...(T) == 8, "one value per lane");
+    return {_mm256_setr_ps(static_cast<float>(x)...)};
+}
+
 using VF = F32x8;
 using VI = I32x8;
 #else
@@ -699,6 +711,14 @@ inline constexpr int kAllLanes = (1 << kLanes) - 1;  // lane_mask of all lanes
 
 // a * b per lane, low 32 bits, with b the same in every lane.
 QM_LANES_INLINE VI mullo(const VI& a, int b) { return mullo(a, all<VI>(b)); }
+
+// V::N bytes from p as float lanes, each four read as one 32-bit word.
+template <class V>
+QM_LANES_INLINE V bytes_to_float(const Ipp8u* p) {
+    auto quarter = [](const Ipp8u* q) QM_LANES_INLINE_LAMBDA { return widen_lo(widen_lo(load_low4<U8x16>(q))); };
+    if constexpr (V::N == 4) return to_float(quarter(p));
+    else return to_float(VI{{quarter(p), quarter(p + 4)}});
+}
 
 // ---- Rows -----------------------------------------------------------------------------------
 
