@@ -255,6 +255,15 @@ QM_LANES_INLINE U8x16 interleave_hi(U8x16 a, U8x16 b) { return {_mm_unpackhi_epi
 // Bytes 0..7 (lo) or 8..15 (hi) as 16-bit lanes.
 QM_LANES_INLINE U16x8 widen_lo(U8x16 a) { return {_mm_unpacklo_epi8(a.v, _mm_setzero_si128())}; }
 QM_LANES_INLINE U16x8 widen_hi(U8x16 a) { return {_mm_unpackhi_epi8(a.v, _mm_setzero_si128())}; }
+// Bytes 0..3 as 32-bit lanes.
+QM_LANES_INLINE I32x4 widen4(U8x16 a) {
+#if defined(__SSE4_1__)
+    return {_mm_cvtepu8_epi32(a.v)};
+#else
+    const __m128i z = _mm_setzero_si128();
+    return {_mm_unpacklo_epi16(_mm_unpacklo_epi8(a.v, z), z)};
+#endif
+}
 
 // Sums of adjacent byte pairs (a0 + a1, a2 + a3, ..) as 16-bit lanes.
 QM_LANES_INLINE U16x8 add_pairs(U8x16 a) {
@@ -712,12 +721,16 @@ inline constexpr int kAllLanes = (1 << kLanes) - 1;  // lane_mask of all lanes
 // a * b per lane, low 32 bits, with b the same in every lane.
 QM_LANES_INLINE VI mullo(const VI& a, int b) { return mullo(a, all<VI>(b)); }
 
-// V::N bytes from p as float lanes, each four read as one 32-bit word.
+// V::N bytes from p (and no more) as float lanes.
 template <class V>
 QM_LANES_INLINE V bytes_to_float(const Ipp8u* p) {
-    auto quarter = [](const Ipp8u* q) QM_LANES_INLINE_LAMBDA { return widen_lo(widen_lo(load_low4<U8x16>(q))); };
-    if constexpr (V::N == 4) return to_float(quarter(p));
-    else return to_float(VI{{quarter(p), quarter(p + 4)}});
+    if constexpr (V::N == 4) {
+        return to_float(widen4(load_low4<U8x16>(p)));
+    } else {
+        using Ints = decltype(truncate(std::declval<V>()));  // VI, named through V
+        const U8x16 b = load_low8<U8x16>(p);
+        return to_float(Ints{{widen4(b), widen4(bytes_down<4>(b))}});
+    }
 }
 
 // ---- Rows -----------------------------------------------------------------------------------
