@@ -1,7 +1,7 @@
 // Front of the fixed-kernel linear filters: checks, window and divisor rule.
 #include <cstdint>
 
-#include "primitives/linear/filter_job.h"
+#include "primitives/linear/filter_front.h"
 
 namespace qm::linear {
 namespace {
@@ -36,7 +36,7 @@ DivideRule divide_rule(int divisor) {
 
 }  // namespace
 
-IppStatus prepare(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, const Ipp32s* pKernel,
+IppStatus plan(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, const Ipp32s* pKernel,
                   IppiSize kernelSize, IppiPoint anchor, int divisor, int ch, IntJob& job) {
     if (IppStatus st = check(pSrc, pDst, pKernel, roi, kernelSize)) return st;
     if (divisor == 0) return ippStsDivisorErr;
@@ -45,7 +45,7 @@ IppStatus prepare(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, Ippi
     return ippStsNoErr;
 }
 
-IppStatus prepare(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, const Ipp32f* pKernel,
+IppStatus plan(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, const Ipp32f* pKernel,
                   IppiSize kernelSize, IppiPoint anchor, int ch, FloatJob& job) {
     if (IppStatus st = check(pSrc, pDst, pKernel, roi, kernelSize)) return st;
     if (IppStatus st = check_steps(srcStep, dstStep, roi, kernelSize, ch)) return st;

@@ -37,9 +37,9 @@ struct FloatJob {
 };
 
 // The checks in their documented order; on ippStsNoErr the job is set.
-IppStatus prepare(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, const Ipp32s* pKernel,
+IppStatus plan(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, const Ipp32s* pKernel,
                   IppiSize kernelSize, IppiPoint anchor, int divisor, int ch, IntJob& job);
-IppStatus prepare(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, const Ipp32f* pKernel,
+IppStatus plan(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, const Ipp32f* pKernel,
                   IppiSize kernelSize, IppiPoint anchor, int ch, FloatJob& job);
 
 }  // namespace qm::linear
