@@ -1,5 +1,5 @@
 // Front of the box filters: checks, the path of a mask, its divisor.
-#include "primitives/neighbourhood/box_job.h"
+#include "primitives/neighbourhood/box_front.h"
 
 namespace qm::box {
 namespace {
@@ -49,7 +49,7 @@ Job job_of(Form form, const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, Ip
 
 }  // namespace
 
-IppStatus prepare(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, IppiSize mask,
+IppStatus plan(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, IppiSize mask,
                   IppiPoint anchor, int ch, Job& job) {
     if (const IppStatus st = check(src, dst, srcStep, dstStep, roi, mask, anchor)) return st;
     job = job_of(Form::direct, src, srcStep, dst, dstStep, roi, mask, anchor, ch);
@@ -65,7 +65,7 @@ IppStatus prepare(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSi
 
 // In place the fixed-multiplier paths are never taken, so a result can differ by
 // one from the out-of-place form of the same mask.
-IppStatus prepare_in_place(Ipp8u* img, int step, IppiSize roi, IppiSize mask, IppiPoint anchor, int ch, Job& job) {
+IppStatus plan_in_place(Ipp8u* img, int step, IppiSize roi, IppiSize mask, IppiPoint anchor, int ch, Job& job) {
     if (const IppStatus st = check(img, img, step, step, roi, mask, anchor)) return st;
     const Form form = mask.height >= roi.height ? Form::via_copy : Form::row_delayed;
     job = job_of(form, img, step, img, step, roi, mask, anchor, ch);

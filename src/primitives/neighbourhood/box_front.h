@@ -37,8 +37,8 @@ struct Job {
     IppiPoint anchor;
 };
 
-IppStatus prepare(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, IppiSize mask,
+IppStatus plan(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, IppiSize mask,
                   IppiPoint anchor, int ch, Job& job);
-IppStatus prepare_in_place(Ipp8u* img, int step, IppiSize roi, IppiSize mask, IppiPoint anchor, int ch, Job& job);
+IppStatus plan_in_place(Ipp8u* img, int step, IppiSize roi, IppiSize mask, IppiPoint anchor, int ch, Job& job);
 
 }  // namespace qm::box

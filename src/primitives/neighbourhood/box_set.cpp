@@ -2,38 +2,22 @@
 // in place. Every path keeps running column sums, so the cost per pixel does not
 // grow with the mask; the paths differ only in how a neighbourhood sum becomes a
 // byte, and each path's rounding is part of its output.
-#include <emmintrin.h>
-
 #include <algorithm>
-#include <climits>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "frame/set.h"
-#include "primitives/neighbourhood/box_job.h"
-
-#if defined(__SSE4_1__)
-#include <smmintrin.h>
-#endif
+#include "primitives/neighbourhood/box_front.h"
+#include "primitives/simd/lanes.h"
+#include "primitives/simd/work.h"
 
 namespace qm::QM_SET {
 namespace {
 
+using namespace lanes;
 using box::Geometry;
 using box::IntDivisor;
-
-inline __m128i mullo32(__m128i a, __m128i b) {
-#if defined(__SSE4_1__)
-    return _mm_mullo_epi32(a, b);
-#else
-    const __m128i even = _mm_mul_epu32(a, b);
-    const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(a, 32), _mm_srli_epi64(b, 32));
-    return _mm_unpacklo_epi32(_mm_shuffle_epi32(even, _MM_SHUFFLE(0, 0, 2, 0)),
-                              _mm_shuffle_epi32(odd, _MM_SHUFFLE(0, 0, 2, 0)));
-#endif
-}
-
-inline __m128i load4(const uint32_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
 
 struct IntFinish {
     IntDivisor d;
@@ -44,29 +28,27 @@ struct IntFinish {
         return static_cast<Ipp8u>(v > 255 ? 255 : v);
     }
     void block16(const uint32_t* s, Ipp8u* out) const {
-        const __m128i k = _mm_set1_epi32(static_cast<int>(d.k));
-        const __m128i r = _mm_set1_epi32(static_cast<int>(d.r));
-        const __m128i sh = _mm_cvtsi32_si128(d.sh);
-        __m128i v[4];
-        for (int q = 0; q < 4; ++q) v[q] = _mm_srl_epi32(_mm_add_epi32(mullo32(load4(s + 4 * q), k), r), sh);
-        const __m128i lo = _mm_packs_epi32(v[0], v[1]);
-        const __m128i hi = _mm_packs_epi32(v[2], v[3]);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(lo, hi));
+        const I32x4 k = all<I32x4>(static_cast<int>(d.k));
+        const I32x4 r = all<I32x4>(static_cast<int>(d.r));
+        const I32x4 sh = int_in_lane0<I32x4>(d.sh);
+        I32x4 v[4];
+        for (int q = 0; q < 4; ++q) v[q] = shr(add(mullo(load<I32x4>(s + 4 * q), k), r), sh);
+        store(out, pack_u8(pack_i16(v[0], v[1]), pack_i16(v[2], v[3])));
     }
     // Sixteen sums held in 16 bits; k < 2^16, so the 32-bit product is exact.
     void block16(const uint16_t* s, Ipp8u* out) const {
-        const __m128i k = _mm_set1_epi16(static_cast<short>(d.k));
-        const __m128i r = _mm_set1_epi32(static_cast<int>(d.r));
-        const __m128i sh = _mm_cvtsi32_si128(d.sh);
-        __m128i half[2];
+        const U16x8 k = all<U16x8>(static_cast<int>(d.k));
+        const I32x4 r = all<I32x4>(static_cast<int>(d.r));
+        const I32x4 sh = int_in_lane0<I32x4>(d.sh);
+        I16x8 half[2];
         for (int q = 0; q < 2; ++q) {
-            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 8 * q));
-            const __m128i lo = _mm_mullo_epi16(v, k), hi = _mm_mulhi_epu16(v, k);
-            const __m128i p0 = _mm_srl_epi32(_mm_add_epi32(_mm_unpacklo_epi16(lo, hi), r), sh);
-            const __m128i p1 = _mm_srl_epi32(_mm_add_epi32(_mm_unpackhi_epi16(lo, hi), r), sh);
-            half[q] = _mm_packs_epi32(p0, p1);
+            const U16x8 v = load<U16x8>(s + 8 * q);
+            const U16x8 lo = mullo(v, k), hi = mulhi(v, k);
+            const I32x4 p0 = shr(add(as<I32x4>(interleave_lo(lo, hi)), r), sh);
+            const I32x4 p1 = shr(add(as<I32x4>(interleave_hi(lo, hi)), r), sh);
+            half[q] = pack_i16(p0, p1);
         }
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(half[0], half[1]));
+        store(out, pack_u8(half[0], half[1]));
     }
 };
 
@@ -81,57 +63,67 @@ constexpr int kDirectWidth = 8;
 // (four three-channel pixels).
 constexpr int kChunk = 96;
 
+// Lane i becomes d0 + .. + di: the lanes shifted up by 1, 2, 4, .. lanes, added.
+template <int Bytes, class V>
+QM_LANES_INLINE V prefix_from(V d) {
+    if constexpr (Bytes < 16)
+        return prefix_from<2 * Bytes>(add(d, bytes_up<Bytes>(d)));
+    else
+        return d;
+}
+template <class V>
+QM_LANES_INLINE V prefix_sum(V d) {
+    return prefix_from<16 / V::N>(d);
+}
+
 // One destination row: S[i] = sum of mw column sums i, i + ch, ... (flat index
-// i over width x channels), each turned into a byte.
-void emit_row(const uint32_t* col, int m, int mw, int ch, const IntFinish& fin, Ipp8u* out) {
-    alignas(16) uint32_t s[kChunk];
-    uint32_t carry[3] = {0, 0, 0};  // last ch sums of the previous chunk
+// i over width x channels), each turned into a byte. T is the width of the
+// sums (16 or 32 bits), V its lanes; sums wrap in T as the scalar code's do.
+template <class T>
+void emit_row(const T* col, int m, int mw, int ch, const IntFinish& fin, Ipp8u* out) {
+    using V = std::conditional_t<sizeof(T) == 2, U16x8, I32x4>;
+    alignas(16) T s[kChunk];
+    T carry[3] = {0, 0, 0};  // last ch sums of the previous chunk
     const int span = mw * ch;
     for (int i0 = 0; i0 < m; i0 += kChunk) {
         const int cnt = std::min(kChunk, m - i0);
-        const uint32_t* c = col + i0;
+        const T* c = col + i0;
+        const auto sum_of = [&](int j) {  // the window at j, directly
+            T v = 0;
+            for (int k = 0; k < mw; ++k) v = static_cast<T>(v + c[j + k * ch]);
+            return v;
+        };
         int j = 0;
         if (mw <= kDirectWidth) {
-            for (; j + 4 <= cnt; j += 4) {
-                __m128i v = load4(c + j);
-                for (int k = 1; k < mw; ++k) v = _mm_add_epi32(v, load4(c + j + k * ch));
-                _mm_store_si128(reinterpret_cast<__m128i*>(s + j), v);
+            for (; j + V::N <= cnt; j += V::N) {
+                V v = load<V>(c + j);
+                for (int k = 1; k < mw; ++k) v = add(v, load<V>(c + j + k * ch));
+                store_aligned(s + j, v);
             }
-            for (; j < cnt; ++j) {
-                uint32_t v = 0;
-                for (int k = 0; k < mw; ++k) v += c[j + k * ch];
-                s[j] = v;
-            }
+            for (; j < cnt; ++j) s[j] = sum_of(j);
         } else if (ch == 1) {
             // S[i] = S[i - 1] + D[i - 1], D[k] = col[k + mw] - col[k]: a prefix
-            // sum of D, four lanes at a time, carried from lane 3.
+            // sum of D, a vector at a time, carried from the last lane.
             if (i0 == 0) {
-                uint32_t v = 0;
-                for (int k = 0; k < mw; ++k) v += c[k];
-                s[0] = carry[0] = v;
+                s[0] = carry[0] = sum_of(0);
                 j = 1;
             }
-            __m128i last = _mm_set1_epi32(static_cast<int>(carry[0]));
-            for (; j + 4 <= cnt; j += 4) {
-                __m128i d = _mm_sub_epi32(load4(c + j - 1 + mw), load4(c + j - 1));
-                d = _mm_add_epi32(d, _mm_slli_si128(d, 4));
-                d = _mm_add_epi32(d, _mm_slli_si128(d, 8));
-                const __m128i v = _mm_add_epi32(d, last);
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(s + j), v);
-                last = _mm_shuffle_epi32(v, _MM_SHUFFLE(3, 3, 3, 3));
+            V last = all<V>(static_cast<int>(carry[0]));
+            for (; j + V::N <= cnt; j += V::N) {
+                const V v = add(prefix_sum(sub(load<V>(c + j - 1 + mw), load<V>(c + j - 1))), last);
+                store(s + j, v);
+                last = broadcast_last(v);
             }
-            uint32_t prev = static_cast<uint32_t>(_mm_cvtsi128_si32(last));
-            for (; j < cnt; ++j) s[j] = prev = prev + c[j - 1 + mw] - c[j - 1];
+            T prev = static_cast<T>(lane0(last));
+            for (; j < cnt; ++j) s[j] = prev = static_cast<T>(prev + c[j - 1 + mw] - c[j - 1]);
             carry[0] = prev;
         } else {
             for (; j < cnt; ++j) {
                 if (i0 + j < ch) {
-                    uint32_t v = 0;
-                    for (int k = 0; k < mw; ++k) v += c[j + k * ch];
-                    s[j] = v;
+                    s[j] = sum_of(j);
                 } else {
-                    const uint32_t prev = j >= ch ? s[j - ch] : carry[j];
-                    s[j] = prev + c[j - ch + span] - c[j - ch];
+                    const T prev = j >= ch ? s[j - ch] : carry[j];
+                    s[j] = static_cast<T>(prev + c[j - ch + span] - c[j - ch]);
                 }
             }
             for (int q = 0; q < ch; ++q) carry[q] = s[cnt - ch + q];
@@ -142,100 +134,31 @@ void emit_row(const uint32_t* col, int m, int mw, int ch, const IntFinish& fin, 
     }
 }
 
-void emit_row(const uint16_t* col, int m, int mw, int ch, const IntFinish& fin, Ipp8u* out) {
-    alignas(16) uint16_t s[kChunk];
-    uint16_t carry[3] = {0, 0, 0};
-    const int span = mw * ch;
-    for (int i0 = 0; i0 < m; i0 += kChunk) {
-        const int cnt = std::min(kChunk, m - i0);
-        const uint16_t* c = col + i0;
-        const auto at = [c](int j) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(c + j)); };
-        int j = 0;
-        if (mw <= kDirectWidth) {
-            for (; j + 8 <= cnt; j += 8) {
-                __m128i v = at(j);
-                for (int k = 1; k < mw; ++k) v = _mm_add_epi16(v, at(j + k * ch));
-                _mm_store_si128(reinterpret_cast<__m128i*>(s + j), v);
-            }
-            for (; j < cnt; ++j) {
-                unsigned v = 0;
-                for (int k = 0; k < mw; ++k) v += c[j + k * ch];
-                s[j] = static_cast<uint16_t>(v);
-            }
-        } else if (ch == 1) {
-            if (i0 == 0) {
-                unsigned v = 0;
-                for (int k = 0; k < mw; ++k) v += c[k];
-                s[0] = carry[0] = static_cast<uint16_t>(v);
-                j = 1;
-            }
-            __m128i last = _mm_set1_epi16(static_cast<short>(carry[0]));
-            for (; j + 8 <= cnt; j += 8) {
-                __m128i d = _mm_sub_epi16(at(j - 1 + mw), at(j - 1));
-                d = _mm_add_epi16(d, _mm_slli_si128(d, 2));
-                d = _mm_add_epi16(d, _mm_slli_si128(d, 4));
-                d = _mm_add_epi16(d, _mm_slli_si128(d, 8));
-                const __m128i v = _mm_add_epi16(d, last);
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(s + j), v);
-                last = _mm_shufflehi_epi16(v, _MM_SHUFFLE(3, 3, 3, 3));
-                last = _mm_unpackhi_epi64(last, last);
-            }
-            uint16_t prev = static_cast<uint16_t>(_mm_extract_epi16(last, 0));
-            for (; j < cnt; ++j) s[j] = prev = static_cast<uint16_t>(prev + c[j - 1 + mw] - c[j - 1]);
-            carry[0] = prev;
-        } else {
-            for (; j < cnt; ++j) {
-                if (i0 + j < ch) {
-                    unsigned v = 0;
-                    for (int k = 0; k < mw; ++k) v += c[j + k * ch];
-                    s[j] = static_cast<uint16_t>(v);
-                } else {
-                    const uint16_t prev = j >= ch ? s[j - ch] : carry[j];
-                    s[j] = static_cast<uint16_t>(prev + c[j - ch + span] - c[j - ch]);
-                }
-            }
-            for (int q = 0; q < ch; ++q) carry[q] = s[cnt - ch + q];
-        }
-        int o = 0;
-        for (; o + 16 <= cnt; o += 16) fin.block16(s + o, out + i0 + o);
-        for (; o < cnt; ++o) out[i0 + o] = fin.scalar(s[o]);
-    }
-}
-
-void update_cols(uint16_t* col, const Ipp8u* add, const Ipp8u* sub, int n) {
-    const __m128i zero = _mm_setzero_si128();
+// col[j] += in[j] - out[j], modulo 2^16 or 2^32 (sums are exact, any wrap cancels).
+void update_cols(uint16_t* col, const Ipp8u* in, const Ipp8u* out, int n) {
     int j = 0;
     for (; j + 16 <= n; j += 16) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(add + j));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(sub + j));
-        __m128i* p = reinterpret_cast<__m128i*>(col + j);
-        const __m128i dlo = _mm_sub_epi16(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
-        const __m128i dhi = _mm_sub_epi16(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
-        _mm_storeu_si128(p, _mm_add_epi16(_mm_loadu_si128(p), dlo));
-        _mm_storeu_si128(p + 1, _mm_add_epi16(_mm_loadu_si128(p + 1), dhi));
+        const U8x16 a = load<U8x16>(in + j), b = load<U8x16>(out + j);
+        uint16_t* p = col + j;
+        store(p, add(load<U16x8>(p), sub(widen_lo(a), widen_lo(b))));
+        store(p + 8, add(load<U16x8>(p + 8), sub(widen_hi(a), widen_hi(b))));
     }
-    for (; j < n; ++j) col[j] = static_cast<uint16_t>(col[j] + add[j] - sub[j]);
+    for (; j < n; ++j) col[j] = static_cast<uint16_t>(col[j] + in[j] - out[j]);
 }
 
-// col[j] += add[j] - sub[j], modulo 2^32 (sums are exact, any wrap cancels).
-void update_cols(uint32_t* col, const Ipp8u* add, const Ipp8u* sub, int n) {
-    const __m128i zero = _mm_setzero_si128();
+void update_cols(uint32_t* col, const Ipp8u* in, const Ipp8u* out, int n) {
     int j = 0;
     for (; j + 16 <= n; j += 16) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(add + j));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(sub + j));
-        const __m128i dlo = _mm_sub_epi16(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
-        const __m128i dhi = _mm_sub_epi16(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
-        const __m128i d[4] = {_mm_srai_epi32(_mm_unpacklo_epi16(dlo, dlo), 16),
-                              _mm_srai_epi32(_mm_unpackhi_epi16(dlo, dlo), 16),
-                              _mm_srai_epi32(_mm_unpacklo_epi16(dhi, dhi), 16),
-                              _mm_srai_epi32(_mm_unpackhi_epi16(dhi, dhi), 16)};
+        const U8x16 a = load<U8x16>(in + j), b = load<U8x16>(out + j);
+        const I16x8 dlo = as<I16x8>(sub(widen_lo(a), widen_lo(b)));
+        const I16x8 dhi = as<I16x8>(sub(widen_hi(a), widen_hi(b)));
+        const I32x4 d[4] = {widen_lo(dlo), widen_hi(dlo), widen_lo(dhi), widen_hi(dhi)};
         for (int q = 0; q < 4; ++q) {
-            __m128i* p = reinterpret_cast<__m128i*>(col + j + 4 * q);
-            _mm_storeu_si128(p, _mm_add_epi32(_mm_loadu_si128(p), d[q]));
+            uint32_t* p = col + j + 4 * q;
+            store(p, add(load<I32x4>(p), d[q]));
         }
     }
-    for (; j < n; ++j) col[j] += static_cast<uint32_t>(int{add[j]} - int{sub[j]});
+    for (; j < n; ++j) col[j] += static_cast<uint32_t>(int{in[j]} - int{out[j]});
 }
 
 // Where destination rows go. Out of place they land in the destination.
@@ -320,9 +243,8 @@ void run_float(const Geometry& g, float* col, float inv, const Sink& sink) {
 }
 
 // (mask width + roi width + 2) x channels 32-bit sums, in 16-byte units.
-void* alloc_cols(int width, int mw, int ch) {
-    const int64_t bytes = ((int64_t{mw} + width + 2) * ch * 4 + 15) & ~int64_t{15};
-    return bytes > INT_MAX ? nullptr : ippMalloc(static_cast<int>(bytes));
+void* alloc_cols(WorkBuffers& work, int width, int mw, int ch) {
+    return work.get<Ipp8u>(((int64_t{mw} + width + 2) * ch * 4 + 15) & ~int64_t{15});
 }
 
 template <class Sink>
@@ -342,10 +264,10 @@ void run_path(const box::Job& job, const Geometry& g, void* col, const Sink& sin
 }
 
 IppStatus filter_out_of_place(const box::Job& job, const Geometry& g, Ipp8u* dst, int dstStep) {
-    void* col = alloc_cols(g.width, g.mw, g.ch);
+    WorkBuffers work;
+    void* col = alloc_cols(work, g.width, g.mw, g.ch);
     if (col == nullptr) return ippStsMemAllocErr;
     run_path(job, g, col, DirectSink{dst, dstStep});
-    ippFree(col);
     return ippStsNoErr;
 }
 
@@ -354,16 +276,14 @@ IppStatus filter_via_copy(const box::Job& job) {
     const Geometry& g = job.g;
     const int64_t tstep = (int64_t{g.width} + g.mw - 1) * g.ch;
     const int64_t trows = int64_t{g.height} + g.mh - 1;
-    const int64_t bytes = tstep * trows;
-    Ipp8u* tmp = bytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(bytes)));
+    WorkBuffers work;
+    Ipp8u* tmp = work.get<Ipp8u>(tstep * trows);
     if (tmp == nullptr) return ippStsMemAllocErr;
     for (int64_t r = 0; r < trows; ++r) std::memcpy(tmp + r * tstep, g.top + r * g.step, static_cast<size_t>(tstep));
     Geometry copy = g;
     copy.top = tmp;
     copy.step = tstep;
-    const IppStatus st = filter_out_of_place(job, copy, job.dst, job.dstStep);
-    ippFree(tmp);
-    return st;
+    return filter_out_of_place(job, copy, job.dst, job.dstStep);
 }
 
 IppStatus filter_row_delayed(const box::Job& job) {
@@ -371,28 +291,17 @@ IppStatus filter_row_delayed(const box::Job& job) {
     const int depth = job.anchor.y + 1;
     const int rowBytes = g.width * g.ch;
     const int64_t ringRow = (int64_t{rowBytes} + 15) & ~int64_t{15};
-    void* col = alloc_cols(g.width, g.mw, g.ch);
+    WorkBuffers work;
+    void* col = alloc_cols(work, g.width, g.mw, g.ch);
     if (col == nullptr) return ippStsMemAllocErr;
-    // depth <= mask height < roi height, so the table is small.
-    Ipp8u** rows = static_cast<Ipp8u**>(ippMalloc(static_cast<int>(sizeof(Ipp8u*) * static_cast<size_t>(depth))));
-    if (rows == nullptr) {
-        ippFree(col);
-        return ippStsMemAllocErr;
-    }
-    const int64_t ringBytes = ringRow * depth;
-    Ipp8u* ring = ringBytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(ringBytes)));
-    if (ring == nullptr) {
-        ippFree(rows);
-        ippFree(col);
-        return ippStsMemAllocErr;
-    }
+    Ipp8u** rows = work.get<Ipp8u*>(depth);
+    if (rows == nullptr) return ippStsMemAllocErr;
+    Ipp8u* ring = work.get<Ipp8u>(ringRow * depth);
+    if (ring == nullptr) return ippStsMemAllocErr;
     for (int i = 0; i < depth; ++i) rows[i] = ring + i * ringRow;
     const RingSink sink{rows, depth, job.dst, job.dstStep, rowBytes};
     run_path(job, g, col, sink);
     sink.flush(g.height);
-    ippFree(ring);
-    ippFree(rows);
-    ippFree(col);
     return ippStsNoErr;
 }
 
@@ -410,28 +319,28 @@ IppStatus run(const box::Job& job) {
 IppStatus ippiFilterBox_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                IppiSize maskSize, IppiPoint anchor) {
     box::Job job;
-    const IppStatus st = box::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 1, job);
+    const IppStatus st = box::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 1, job);
     return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterBox_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                IppiSize maskSize, IppiPoint anchor) {
     box::Job job;
-    const IppStatus st = box::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 3, job);
+    const IppStatus st = box::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 3, job);
     return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterBox_8u_C1IR(Ipp8u* pSrcDst, int srcDstStep, IppiSize roiSize, IppiSize maskSize,
                                 IppiPoint anchor) {
     box::Job job;
-    const IppStatus st = box::prepare_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 1, job);
+    const IppStatus st = box::plan_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 1, job);
     return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterBox_8u_C3IR(Ipp8u* pSrcDst, int srcDstStep, IppiSize roiSize, IppiSize maskSize,
                                 IppiPoint anchor) {
     box::Job job;
-    const IppStatus st = box::prepare_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 3, job);
+    const IppStatus st = box::plan_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 3, job);
     return st != ippStsNoErr ? st : run(job);
 }
 
