@@ -1,10 +1,10 @@
 // Front of the minimum and maximum filters.
-#include "primitives/neighbourhood/minmax_job.h"
+#include "primitives/neighbourhood/minmax_front.h"
 
 namespace qm::minmax {
 
 // Size before step, as the median and Gauss filters (the box filter differs).
-IppStatus prepare(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, IppiSize mask,
+IppStatus plan(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, IppiSize mask,
                   IppiPoint anchor, Job& job) {
     if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
     if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;

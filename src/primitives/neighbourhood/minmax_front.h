@@ -15,7 +15,7 @@ struct Job {
     int width, height, mw, mh;  // a 1 x 1 mask copies the region
 };
 
-IppStatus prepare(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, IppiSize mask,
+IppStatus plan(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, IppiSize mask,
                   IppiPoint anchor, Job& job);
 
 }  // namespace qm::minmax

@@ -2,29 +2,28 @@
 // is reduced over the mask width once, into a ring of mask-height rows, and
 // each destination row is the extreme of the ring. Extremes are exact whatever
 // the order, so every method below gives the same bytes.
-#include <emmintrin.h>
-
-#include <climits>
 #include <cstdint>
 #include <cstring>
 
 #include "frame/set.h"
-#include "primitives/neighbourhood/minmax_job.h"
+#include "primitives/neighbourhood/minmax_front.h"
+#include "primitives/simd/lanes.h"
+#include "primitives/simd/work.h"
 
 namespace qm::QM_SET {
 namespace {
 
+using namespace lanes;
+constexpr int B = VU8::N;
+
 struct MinOp {
     static Ipp8u scalar(Ipp8u a, Ipp8u b) { return a < b ? a : b; }
-    static __m128i vec(__m128i a, __m128i b) { return _mm_min_epu8(a, b); }
+    static VU8 vec(VU8 a, VU8 b) { return min(a, b); }
 };
 struct MaxOp {
     static Ipp8u scalar(Ipp8u a, Ipp8u b) { return a > b ? a : b; }
-    static __m128i vec(__m128i a, __m128i b) { return _mm_max_epu8(a, b); }
+    static VU8 vec(VU8 a, VU8 b) { return max(a, b); }
 };
-
-inline __m128i load16(const Ipp8u* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-inline void store16(Ipp8u* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
 
 // Masks up to this wide are reduced directly; wider ones by doubling windows.
 constexpr int kDirectWidth = 8;
@@ -34,7 +33,7 @@ constexpr int kDirectWidth = 8;
 template <class Op>
 void fold(Ipp8u* s, int len, int d) {
     int x = 0;
-    for (; x + 16 <= len; x += 16) store16(s + x, Op::vec(load16(s + x), load16(s + x + d)));
+    for (; x + B <= len; x += B) store(s + x, Op::vec(load<VU8>(s + x), load<VU8>(s + x + d)));
     for (; x < len; ++x) s[x] = Op::scalar(s[x], s[x + d]);
 }
 
@@ -43,10 +42,10 @@ template <class Op>
 void reduce_row(const Ipp8u* src, int w, int mw, Ipp8u* scratch, Ipp8u* out) {
     if (mw <= kDirectWidth) {
         int x = 0;
-        for (; x + 16 <= w; x += 16) {
-            __m128i v = load16(src + x);
-            for (int k = 1; k < mw; ++k) v = Op::vec(v, load16(src + x + k));
-            store16(out + x, v);
+        for (; x + B <= w; x += B) {
+            VU8 v = load<VU8>(src + x);
+            for (int k = 1; k < mw; ++k) v = Op::vec(v, load<VU8>(src + x + k));
+            store(out + x, v);
         }
         for (; x < w; ++x) {
             Ipp8u v = src[x];
@@ -58,7 +57,7 @@ void reduce_row(const Ipp8u* src, int w, int mw, Ipp8u* scratch, Ipp8u* out) {
     // Windows of 2, 4, ... p <= mw < 2p, then two overlapping windows of p.
     int len = w + mw - 2;
     int x = 0;
-    for (; x + 16 <= len; x += 16) store16(scratch + x, Op::vec(load16(src + x), load16(src + x + 1)));
+    for (; x + B <= len; x += B) store(scratch + x, Op::vec(load<VU8>(src + x), load<VU8>(src + x + 1)));
     for (; x < len; ++x) scratch[x] = Op::scalar(src[x], src[x + 1]);
     int p = 2;
     for (; 2 * p <= mw; p *= 2) {
@@ -67,7 +66,7 @@ void reduce_row(const Ipp8u* src, int w, int mw, Ipp8u* scratch, Ipp8u* out) {
     }
     const int d = mw - p;
     x = 0;
-    for (; x + 16 <= w; x += 16) store16(out + x, Op::vec(load16(scratch + x), load16(scratch + x + d)));
+    for (; x + B <= w; x += B) store(out + x, Op::vec(load<VU8>(scratch + x), load<VU8>(scratch + x + d)));
     for (; x < w; ++x) out[x] = Op::scalar(scratch[x], scratch[x + d]);
 }
 
@@ -75,10 +74,10 @@ void reduce_row(const Ipp8u* src, int w, int mw, Ipp8u* scratch, Ipp8u* out) {
 template <class Op>
 void combine_rows(Ipp8u* const* rows, int mh, int w, Ipp8u* out) {
     int x = 0;
-    for (; x + 16 <= w; x += 16) {
-        __m128i v = load16(rows[0] + x);
-        for (int k = 1; k < mh; ++k) v = Op::vec(v, load16(rows[k] + x));
-        store16(out + x, v);
+    for (; x + B <= w; x += B) {
+        VU8 v = load<VU8>(rows[0] + x);
+        for (int k = 1; k < mh; ++k) v = Op::vec(v, load<VU8>(rows[k] + x));
+        store(out + x, v);
     }
     for (; x < w; ++x) {
         Ipp8u v = rows[0][x];
@@ -100,16 +99,12 @@ IppStatus filter_extreme(const minmax::Job& job) {
     // doubling windows (wide masks only, taken always so failures do not
     // depend on the mask).
     const int64_t ringRow = (int64_t{w} + 31) & ~int64_t{31};
-    const int64_t ringBytes = ringRow * mh;
     const int64_t scratchBytes = (int64_t{w} + mw + 31) & ~int64_t{31};
-    Ipp8u* ring = ringBytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(ringBytes)));
+    WorkBuffers work;
+    Ipp8u* ring = work.get<Ipp8u>(ringRow * mh);
     if (ring == nullptr) return ippStsMemAllocErr;
-    Ipp8u* scratch =
-        scratchBytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(scratchBytes)));
-    if (scratch == nullptr) {
-        ippFree(ring);
-        return ippStsMemAllocErr;
-    }
+    Ipp8u* scratch = work.get<Ipp8u>(scratchBytes);
+    if (scratch == nullptr) return ippStsMemAllocErr;
 
     const auto source_row = [&](int r) { return job.top + r * job.srcStep; };
     const auto ring_row = [&](int r) { return ring + (r % mh) * ringRow; };
@@ -135,8 +130,6 @@ IppStatus filter_extreme(const minmax::Job& job) {
         }
         if (y + 1 < job.height) reduce_row<Op>(source_row(y + mh), w, mw, scratch, ring_row(y + mh));
     }
-    ippFree(scratch);
-    ippFree(ring);
     return ippStsNoErr;
 }
 
@@ -145,14 +138,14 @@ IppStatus filter_extreme(const minmax::Job& job) {
 IppStatus ippiFilterMin_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                IppiSize maskSize, IppiPoint anchor) {
     minmax::Job job;
-    const IppStatus st = minmax::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, job);
+    const IppStatus st = minmax::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, job);
     return st != ippStsNoErr ? st : filter_extreme<MinOp>(job);
 }
 
 IppStatus ippiFilterMax_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                IppiSize maskSize, IppiPoint anchor) {
     minmax::Job job;
-    const IppStatus st = minmax::prepare(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, job);
+    const IppStatus st = minmax::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, job);
     return st != ippStsNoErr ? st : filter_extreme<MaxOp>(job);
 }
 
