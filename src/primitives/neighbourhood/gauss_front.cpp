@@ -2,11 +2,11 @@
 #include <climits>
 #include <cstdint>
 
-#include "primitives/neighbourhood/gauss_job.h"
+#include "primitives/neighbourhood/gauss_front.h"
 
 namespace qm::gauss {
 
-IppStatus prepare(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, int maskCode, int ch,
+IppStatus plan(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, int maskCode, int ch,
                   Job& job) {
     if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
     if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;

@@ -19,7 +19,7 @@ struct Job {
     int bufferBytes;  // row buffers, sized for 32-bit values
 };
 
-IppStatus prepare(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, int maskCode, int ch,
+IppStatus plan(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, int maskCode, int ch,
                   Job& job);
 
 }  // namespace qm::gauss
