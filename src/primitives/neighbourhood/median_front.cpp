@@ -1,7 +1,7 @@
 // Front of the median filters: checks, then the kernel of the mask's shape.
 #include <cstddef>
 
-#include "primitives/neighbourhood/median_job.h"
+#include "primitives/neighbourhood/median_front.h"
 
 namespace qm::median {
 namespace {
@@ -30,7 +30,7 @@ Shape shape_of(IppiSize mask) {
 
 }  // namespace
 
-IppStatus prepare(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, IppiSize mask,
+IppStatus plan(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, IppiSize mask,
                   IppiPoint anchor, int ch, Job& job) {
     if (const IppStatus st = check_images(pSrc, srcStep, pDst, dstStep, roi)) return st;
     if (mask.width < 1 || mask.height < 1 || ((mask.width & mask.height & 1) == 0)) return ippStsMaskSizeErr;
@@ -46,7 +46,7 @@ IppStatus prepare(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, Ippi
     return ippStsNoErr;
 }
 
-IppStatus prepare_color(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, int maskCode,
+IppStatus plan_color(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, int maskCode,
                         Job& job) {
     if (const IppStatus st = check_images(pSrc, srcStep, pDst, dstStep, roi)) return st;
     if (maskCode == ippMskSize3x3)
