@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
 
 #include "frame/set.h"
 #include "primitives/neighbourhood/box_front.h"
@@ -63,67 +62,116 @@ constexpr int kDirectWidth = 8;
 // (four three-channel pixels).
 constexpr int kChunk = 96;
 
-// Lane i becomes d0 + .. + di: the lanes shifted up by 1, 2, 4, .. lanes, added.
-template <int Bytes, class V>
-QM_LANES_INLINE V prefix_from(V d) {
-    if constexpr (Bytes < 16)
-        return prefix_from<2 * Bytes>(add(d, bytes_up<Bytes>(d)));
-    else
-        return d;
-}
-template <class V>
-QM_LANES_INLINE V prefix_sum(V d) {
-    return prefix_from<16 / V::N>(d);
-}
-
 // One destination row: S[i] = sum of mw column sums i, i + ch, ... (flat index
-// i over width x channels), each turned into a byte. T is the width of the
-// sums (16 or 32 bits), V its lanes; sums wrap in T as the scalar code's do.
-template <class T>
-void emit_row(const T* col, int m, int mw, int ch, const IntFinish& fin, Ipp8u* out) {
-    using V = std::conditional_t<sizeof(T) == 2, U16x8, I32x4>;
-    alignas(16) T s[kChunk];
-    T carry[3] = {0, 0, 0};  // last ch sums of the previous chunk
+// i over width x channels), each turned into a byte.
+void emit_row(const uint32_t* col, int m, int mw, int ch, const IntFinish& fin, Ipp8u* out) {
+    alignas(16) uint32_t s[kChunk];
+    uint32_t carry[3] = {0, 0, 0};  // last ch sums of the previous chunk
     const int span = mw * ch;
     for (int i0 = 0; i0 < m; i0 += kChunk) {
         const int cnt = std::min(kChunk, m - i0);
-        const T* c = col + i0;
-        const auto sum_of = [&](int j) {  // the window at j, directly
-            T v = 0;
-            for (int k = 0; k < mw; ++k) v = static_cast<T>(v + c[j + k * ch]);
-            return v;
-        };
+        const uint32_t* c = col + i0;
         int j = 0;
         if (mw <= kDirectWidth) {
-            for (; j + V::N <= cnt; j += V::N) {
-                V v = load<V>(c + j);
-                for (int k = 1; k < mw; ++k) v = add(v, load<V>(c + j + k * ch));
+            for (; j + 4 <= cnt; j += 4) {
+                I32x4 v = load<I32x4>(c + j);
+                for (int k = 1; k < mw; ++k) v = add(v, load<I32x4>(c + j + k * ch));
                 store_aligned(s + j, v);
             }
-            for (; j < cnt; ++j) s[j] = sum_of(j);
+            for (; j < cnt; ++j) {
+                uint32_t v = 0;
+                for (int k = 0; k < mw; ++k) v += c[j + k * ch];
+                s[j] = v;
+            }
         } else if (ch == 1) {
             // S[i] = S[i - 1] + D[i - 1], D[k] = col[k + mw] - col[k]: a prefix
-            // sum of D, a vector at a time, carried from the last lane.
+            // sum of D, four lanes at a time, carried from lane 3.
             if (i0 == 0) {
-                s[0] = carry[0] = sum_of(0);
+                uint32_t v = 0;
+                for (int k = 0; k < mw; ++k) v += c[k];
+                s[0] = carry[0] = v;
                 j = 1;
             }
-            V last = all<V>(static_cast<int>(carry[0]));
-            for (; j + V::N <= cnt; j += V::N) {
-                const V v = add(prefix_sum(sub(load<V>(c + j - 1 + mw), load<V>(c + j - 1))), last);
+            I32x4 last = all<I32x4>(static_cast<int>(carry[0]));
+            for (; j + 4 <= cnt; j += 4) {
+                I32x4 d = sub(load<I32x4>(c + j - 1 + mw), load<I32x4>(c + j - 1));
+                d = add(d, bytes_up<4>(d));
+                d = add(d, bytes_up<8>(d));
+                const I32x4 v = add(d, last);
                 store(s + j, v);
                 last = broadcast_last(v);
             }
-            T prev = static_cast<T>(lane0(last));
-            for (; j < cnt; ++j) s[j] = prev = static_cast<T>(prev + c[j - 1 + mw] - c[j - 1]);
+            uint32_t prev = static_cast<uint32_t>(lane0(last));
+            for (; j < cnt; ++j) s[j] = prev = prev + c[j - 1 + mw] - c[j - 1];
             carry[0] = prev;
         } else {
             for (; j < cnt; ++j) {
                 if (i0 + j < ch) {
-                    s[j] = sum_of(j);
+                    uint32_t v = 0;
+                    for (int k = 0; k < mw; ++k) v += c[j + k * ch];
+                    s[j] = v;
                 } else {
-                    const T prev = j >= ch ? s[j - ch] : carry[j];
-                    s[j] = static_cast<T>(prev + c[j - ch + span] - c[j - ch]);
+                    const uint32_t prev = j >= ch ? s[j - ch] : carry[j];
+                    s[j] = prev + c[j - ch + span] - c[j - ch];
+                }
+            }
+            for (int q = 0; q < ch; ++q) carry[q] = s[cnt - ch + q];
+        }
+        int o = 0;
+        for (; o + 16 <= cnt; o += 16) fin.block16(s + o, out + i0 + o);
+        for (; o < cnt; ++o) out[i0 + o] = fin.scalar(s[o]);
+    }
+}
+
+void emit_row(const uint16_t* col, int m, int mw, int ch, const IntFinish& fin, Ipp8u* out) {
+    alignas(16) uint16_t s[kChunk];
+    uint16_t carry[3] = {0, 0, 0};
+    const int span = mw * ch;
+    for (int i0 = 0; i0 < m; i0 += kChunk) {
+        const int cnt = std::min(kChunk, m - i0);
+        const uint16_t* c = col + i0;
+        const auto at = [c](int j) { return load<U16x8>(c + j); };
+        int j = 0;
+        if (mw <= kDirectWidth) {
+            for (; j + 8 <= cnt; j += 8) {
+                U16x8 v = at(j);
+                for (int k = 1; k < mw; ++k) v = add(v, at(j + k * ch));
+                store_aligned(s + j, v);
+            }
+            for (; j < cnt; ++j) {
+                unsigned v = 0;
+                for (int k = 0; k < mw; ++k) v += c[j + k * ch];
+                s[j] = static_cast<uint16_t>(v);
+            }
+        } else if (ch == 1) {
+            if (i0 == 0) {
+                unsigned v = 0;
+                for (int k = 0; k < mw; ++k) v += c[k];
+                s[0] = carry[0] = static_cast<uint16_t>(v);
+                j = 1;
+            }
+            U16x8 last = all<U16x8>(carry[0]);
+            for (; j + 8 <= cnt; j += 8) {
+                U16x8 d = sub(at(j - 1 + mw), at(j - 1));
+                d = add(d, bytes_up<2>(d));
+                d = add(d, bytes_up<4>(d));
+                d = add(d, bytes_up<8>(d));
+                const U16x8 v = add(d, last);
+                store(s + j, v);
+                last = broadcast_last(v);
+            }
+            uint16_t prev = static_cast<uint16_t>(first(last));
+            for (; j < cnt; ++j) s[j] = prev = static_cast<uint16_t>(prev + c[j - 1 + mw] - c[j - 1]);
+            carry[0] = prev;
+        } else {
+            for (; j < cnt; ++j) {
+                if (i0 + j < ch) {
+                    unsigned v = 0;
+                    for (int k = 0; k < mw; ++k) v += c[j + k * ch];
+                    s[j] = static_cast<uint16_t>(v);
+                } else {
+                    const uint16_t prev = j >= ch ? s[j - ch] : carry[j];
+                    s[j] = static_cast<uint16_t>(prev + c[j - ch + span] - c[j - ch]);
                 }
             }
             for (int q = 0; q < ch; ++q) carry[q] = s[cnt - ch + q];

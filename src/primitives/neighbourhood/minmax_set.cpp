@@ -88,10 +88,14 @@ void combine_rows(Ipp8u* const* rows, int mh, int w, Ipp8u* out) {
 
 template <class Op>
 IppStatus filter_extreme(const minmax::Job& job) {
-    const int w = job.width, mw = job.mw, mh = job.mh;
+    // In locals: the byte stores below could otherwise alias the job.
+    const int w = job.width, height = job.height, mw = job.mw, mh = job.mh;
+    const Ipp8u* const top = job.top;
+    Ipp8u* const dst = job.dst;
+    const ptrdiff_t srcStep = job.srcStep, dstStep = job.dstStep;
     if (mw == 1 && mh == 1) {
-        for (int y = 0; y < job.height; ++y)
-            std::memcpy(job.dst + y * job.dstStep, job.top + y * job.srcStep, static_cast<size_t>(w));
+        for (int y = 0; y < height; ++y)
+            std::memcpy(dst + y * dstStep, top + y * srcStep, static_cast<size_t>(w));
         return ippStsNoErr;
     }
 
@@ -106,7 +110,7 @@ IppStatus filter_extreme(const minmax::Job& job) {
     Ipp8u* scratch = work.get<Ipp8u>(scratchBytes);
     if (scratch == nullptr) return ippStsMemAllocErr;
 
-    const auto source_row = [&](int r) { return job.top + r * job.srcStep; };
+    const auto source_row = [&](int r) { return top + r * srcStep; };
     const auto ring_row = [&](int r) { return ring + (r % mh) * ringRow; };
 
     // The ring is read in its own slot order: the extreme does not care.
@@ -117,8 +121,8 @@ IppStatus filter_extreme(const minmax::Job& job) {
         for (int k = 0; k < mh; ++k) listed[k] = ring + k * ringRow;
 
     for (int r = 0; r < mh; ++r) reduce_row<Op>(source_row(r), w, mw, scratch, ring_row(r));
-    for (int y = 0; y < job.height; ++y) {
-        Ipp8u* out = job.dst + y * job.dstStep;
+    for (int y = 0; y < height; ++y) {
+        Ipp8u* out = dst + y * dstStep;
         if (useList) {
             combine_rows<Op>(listed, mh, w, out);
         } else {
@@ -128,7 +132,7 @@ IppStatus filter_extreme(const minmax::Job& job) {
                 combine_rows<Op>(pair, 2, w, out);
             }
         }
-        if (y + 1 < job.height) reduce_row<Op>(source_row(y + mh), w, mw, scratch, ring_row(y + mh));
+        if (y + 1 < height) reduce_row<Op>(source_row(y + mh), w, mw, scratch, ring_row(y + mh));
     }
     return ippStsNoErr;
 }
