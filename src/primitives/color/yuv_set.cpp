@@ -78,7 +78,7 @@ QM_LANES_INLINE void rgb_to_yuv8(I16x8 r, I16x8 g, I16x8 b, I16x8& y, I16x8& u, 
 }
 
 // Sixteen pixels from byte channels to byte channels.
-QM_LANES_INLINE void rgb_to_yuv16(U8x16 r, U8x16 g, U8x16 b, U8x16& y, U8x16& u, U8x16& v) {
+[[maybe_unused]] QM_LANES_INLINE void rgb_to_yuv16(U8x16 r, U8x16 g, U8x16 b, U8x16& y, U8x16& u, U8x16& v) {
     I16x8 y0, u0, v0, y1, u1, v1;
     rgb_to_yuv8(as<I16x8>(widen_lo(r)), as<I16x8>(widen_lo(g)), as<I16x8>(widen_lo(b)), y0, u0, v0);
     rgb_to_yuv8(as<I16x8>(widen_hi(r)), as<I16x8>(widen_hi(g)), as<I16x8>(widen_hi(b)), y1, u1, v1);

@@ -315,8 +315,8 @@ QM_LANES_INLINE void load_interleaved3(const Ipp8u* p, U8x16& c0, U8x16& c1, U8x
 QM_LANES_INLINE void store_interleaved3(Ipp8u* p, U8x16 c0, U8x16 c1, U8x16 c2) {
     for (int b = 0; b < 3; ++b) {
         const auto& m = detail::kInterleave3.join[b];
-        store(p + 16 * b, bit_or(bit_or(shuffle_bytes(c0, detail::mask_at(m[0])), shuffle_bytes(c1, detail::mask_at(m[1]))),
-                                 shuffle_bytes(c2, detail::mask_at(m[2]))));
+        const U8x16 c01 = bit_or(shuffle_bytes(c0, detail::mask_at(m[0])), shuffle_bytes(c1, detail::mask_at(m[1])));
+        store(p + 16 * b, bit_or(c01, shuffle_bytes(c2, detail::mask_at(m[2]))));
     }
 }
 
@@ -331,8 +331,10 @@ QM_LANES_INLINE I16x8 maddubs(U8x16 a, I8x16 b) {
     const __m128i bEven = _mm_srai_epi16(_mm_slli_epi16(b.v, 8), 8), bOdd = _mm_srai_epi16(b.v, 8);
     // Each product fits 16 signed bits; the pair sum is formed in 32 bits and saturated.
     const __m128i pe = _mm_mullo_epi16(aEven, bEven), po = _mm_mullo_epi16(aOdd, bOdd);
-    const __m128i peLo = _mm_srai_epi32(_mm_unpacklo_epi16(z, pe), 16), peHi = _mm_srai_epi32(_mm_unpackhi_epi16(z, pe), 16);
-    const __m128i poLo = _mm_srai_epi32(_mm_unpacklo_epi16(z, po), 16), poHi = _mm_srai_epi32(_mm_unpackhi_epi16(z, po), 16);
+    const __m128i peLo = _mm_srai_epi32(_mm_unpacklo_epi16(z, pe), 16);
+    const __m128i peHi = _mm_srai_epi32(_mm_unpackhi_epi16(z, pe), 16);
+    const __m128i poLo = _mm_srai_epi32(_mm_unpacklo_epi16(z, po), 16);
+    const __m128i poHi = _mm_srai_epi32(_mm_unpackhi_epi16(z, po), 16);
     return {_mm_packs_epi32(_mm_add_epi32(peLo, poLo), _mm_add_epi32(peHi, poHi))};
 #endif
 }
