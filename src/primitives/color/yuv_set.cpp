@@ -53,12 +53,12 @@ inline void rgb_to_yuv_px(int r, int g, int b, Ipp8u& y, Ipp8u& u, Ipp8u& v) {
     v = chroma_clamp((dr * 57475) >> 16);
 }
 
-inline void yuv_to_rgb_px(const ToRgb& k, int y, int u, int v, Ipp8u* out) {
+inline void yuv_to_rgb_px(const ToRgb& k, int y, int u, int v, Ipp8u& r, Ipp8u& g, Ipp8u& b) {
     u -= 128;
     v -= 128;
-    out[0] = range_clamp((y * 65536 + k.vr * v) >> 16);
-    out[1] = range_clamp((y * 65536 - k.ug * u - k.vg * v) >> 16);
-    out[2] = range_clamp((y * 65536 + k.ub * u) >> 16);
+    r = range_clamp((y * 65536 + k.vr * v) >> 16);
+    g = range_clamp((y * 65536 - k.ug * u - k.vg * v) >> 16);
+    b = range_clamp((y * 65536 + k.ub * u) >> 16);
 }
 
 // Eight pixels in 16-bit lanes; results still in 16 bits.
@@ -78,7 +78,7 @@ QM_LANES_INLINE void rgb_to_yuv8(I16x8 r, I16x8 g, I16x8 b, I16x8& y, I16x8& u, 
 }
 
 // Sixteen pixels from byte channels to byte channels.
-QM_LANES_INLINE void rgb_to_yuv16(U8x16 r, U8x16 g, U8x16 b, U8x16& y, U8x16& u, U8x16& v) {
+[[maybe_unused]] QM_LANES_INLINE void rgb_to_yuv16(U8x16 r, U8x16 g, U8x16 b, U8x16& y, U8x16& u, U8x16& v) {
     I16x8 y0, u0, v0, y1, u1, v1;
     rgb_to_yuv8(as<I16x8>(widen_lo(r)), as<I16x8>(widen_lo(g)), as<I16x8>(widen_lo(b)), y0, u0, v0);
     rgb_to_yuv8(as<I16x8>(widen_hi(r)), as<I16x8>(widen_hi(g)), as<I16x8>(widen_hi(b)), y1, u1, v1);
@@ -112,55 +112,82 @@ QM_LANES_INLINE void yuv_to_rgb16(U8x16 y, U8x16 u, U8x16 v, U8x16& r, U8x16& g,
     b = pack_u8(b0, b1);
 }
 
-// One row each; sets with byte shuffles take 16 pixels at a time, the rest
-// (and the row's tail) is scalar.
-void rgb_to_yuv_row(const Ipp8u* s, Ipp8u* d, int n) {
+// Three-channel rows, interleaved or planar: get reads pixels, put writes
+// them, 16 at a time or one.
+struct Interleaved {
+    Ipp8u* d;
+    const Ipp8u* s;
+    QM_LANES_INLINE void get16(int i, U8x16& a, U8x16& b, U8x16& c) const { load_interleaved3(s + 3 * i, a, b, c); }
+    QM_LANES_INLINE void get(int i, int& a, int& b, int& c) const {
+        a = s[3 * i];
+        b = s[3 * i + 1];
+        c = s[3 * i + 2];
+    }
+    QM_LANES_INLINE void put16(int i, U8x16 a, U8x16 b, U8x16 c) const { store_interleaved3(d + 3 * i, a, b, c); }
+    QM_LANES_INLINE void put(int i, Ipp8u a, Ipp8u b, Ipp8u c) const {
+        d[3 * i] = a;
+        d[3 * i + 1] = b;
+        d[3 * i + 2] = c;
+    }
+};
+struct Planar {
+    Ipp8u* d[3];
+    const Ipp8u* s[3];
+    QM_LANES_INLINE void get16(int i, U8x16& a, U8x16& b, U8x16& c) const {
+        a = load<U8x16>(s[0] + i);
+        b = load<U8x16>(s[1] + i);
+        c = load<U8x16>(s[2] + i);
+    }
+    QM_LANES_INLINE void get(int i, int& a, int& b, int& c) const {
+        a = s[0][i];
+        b = s[1][i];
+        c = s[2][i];
+    }
+    QM_LANES_INLINE void put16(int i, U8x16 a, U8x16 b, U8x16 c) const {
+        store(d[0] + i, a);
+        store(d[1] + i, b);
+        store(d[2] + i, c);
+    }
+    QM_LANES_INLINE void put(int i, Ipp8u a, Ipp8u b, Ipp8u c) const {
+        d[0][i] = a;
+        d[1][i] = b;
+        d[2][i] = c;
+    }
+};
+
+// One row: sets with byte shuffles take 16 pixels at a time through vec, the
+// rest (and the row's tail) go one by one through one.
+template <class In, class Out, class Vec, class One>
+QM_LANES_INLINE void convert_row(const In& in, const Out& out, int n, Vec&& vec, One&& one) {
     int i = 0;
     if constexpr (kByteShuffle)
         for (; i + 16 <= n; i += 16) {
-            U8x16 r, g, b, y, u, v;
-            load_interleaved3(s + 3 * i, r, g, b);
-            rgb_to_yuv16(r, g, b, y, u, v);
-            store_interleaved3(d + 3 * i, y, u, v);
+            U8x16 a, b, c, x, y, z;
+            in.get16(i, a, b, c);
+            vec(a, b, c, x, y, z);
+            out.put16(i, x, y, z);
         }
-    for (; i < n; ++i) rgb_to_yuv_px(s[3 * i], s[3 * i + 1], s[3 * i + 2], d[3 * i], d[3 * i + 1], d[3 * i + 2]);
+    for (; i < n; ++i) {
+        int a, b, c;
+        Ipp8u x, y, z;
+        in.get(i, a, b, c);
+        one(a, b, c, x, y, z);
+        out.put(i, x, y, z);
+    }
 }
 
-void rgb_to_yuv_row_planar(const Ipp8u* s, Ipp8u* d0, Ipp8u* d1, Ipp8u* d2, int n) {
-    int i = 0;
-    if constexpr (kByteShuffle)
-        for (; i + 16 <= n; i += 16) {
-            U8x16 r, g, b, y, u, v;
-            load_interleaved3(s + 3 * i, r, g, b);
-            rgb_to_yuv16(r, g, b, y, u, v);
-            store(d0 + i, y);
-            store(d1 + i, u);
-            store(d2 + i, v);
-        }
-    for (; i < n; ++i) rgb_to_yuv_px(s[3 * i], s[3 * i + 1], s[3 * i + 2], d0[i], d1[i], d2[i]);
+template <class In, class Out>
+void rgb_to_yuv_row(const In& in, const Out& out, int n) {
+    convert_row(
+        in, out, n, [](auto&&... a) QM_LANES_INLINE_LAMBDA { rgb_to_yuv16(a...); },
+        [](auto&&... a) QM_LANES_INLINE_LAMBDA { rgb_to_yuv_px(a...); });
 }
 
-void yuv_to_rgb_row(const Ipp8u* s, Ipp8u* d, int n) {
-    int i = 0;
-    if constexpr (kByteShuffle)
-        for (; i + 16 <= n; i += 16) {
-            U8x16 y, u, v, r, g, b;
-            load_interleaved3(s + 3 * i, y, u, v);
-            yuv_to_rgb16<kInterleaved>(y, u, v, r, g, b);
-            store_interleaved3(d + 3 * i, r, g, b);
-        }
-    for (; i < n; ++i) yuv_to_rgb_px(kInterleaved, s[3 * i], s[3 * i + 1], s[3 * i + 2], d + 3 * i);
-}
-
-void yuv_to_rgb_row_planar(const Ipp8u* s0, const Ipp8u* s1, const Ipp8u* s2, Ipp8u* d, int n) {
-    int i = 0;
-    if constexpr (kByteShuffle)
-        for (; i + 16 <= n; i += 16) {
-            U8x16 r, g, b;
-            yuv_to_rgb16<kPlanar>(load<U8x16>(s0 + i), load<U8x16>(s1 + i), load<U8x16>(s2 + i), r, g, b);
-            store_interleaved3(d + 3 * i, r, g, b);
-        }
-    for (; i < n; ++i) yuv_to_rgb_px(kPlanar, s0[i], s1[i], s2[i], d + 3 * i);
+template <const ToRgb& K, class In, class Out>
+void yuv_to_rgb_row(const In& in, const Out& out, int n) {
+    convert_row(
+        in, out, n, [](auto&&... a) QM_LANES_INLINE_LAMBDA { yuv_to_rgb16<K>(a...); },
+        [](auto&&... a) QM_LANES_INLINE_LAMBDA { yuv_to_rgb_px(K, a...); });
 }
 
 }  // namespace
@@ -168,14 +195,14 @@ void yuv_to_rgb_row_planar(const Ipp8u* s0, const Ipp8u* s1, const Ipp8u* s2, Ip
 IppStatus ippiRGBToYUV_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize) {
     if (const IppStatus st = color::check_interleaved(pSrc, pDst, roiSize); st != ippStsNoErr) return st;
     for (int y = 0; y < roiSize.height; ++y, pSrc += srcStep, pDst += dstStep)
-        rgb_to_yuv_row(pSrc, pDst, roiSize.width);
+        rgb_to_yuv_row(Interleaved{nullptr, pSrc}, Interleaved{pDst, nullptr}, roiSize.width);
     return ippStsNoErr;
 }
 
 IppStatus ippiYUVToRGB_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize) {
     if (const IppStatus st = color::check_interleaved(pSrc, pDst, roiSize); st != ippStsNoErr) return st;
     for (int y = 0; y < roiSize.height; ++y, pSrc += srcStep, pDst += dstStep)
-        yuv_to_rgb_row(pSrc, pDst, roiSize.width);
+        yuv_to_rgb_row<kInterleaved>(Interleaved{nullptr, pSrc}, Interleaved{pDst, nullptr}, roiSize.width);
     return ippStsNoErr;
 }
 
@@ -186,7 +213,7 @@ IppStatus ippiRGBToYUV_8u_C3P3R(const Ipp8u* pSrc, int srcStep, Ipp8u* const pDs
     Ipp8u* d1 = pDst[1];
     Ipp8u* d2 = pDst[2];
     for (int y = 0; y < roiSize.height; ++y, pSrc += srcStep, d0 += dstStep, d1 += dstStep, d2 += dstStep)
-        rgb_to_yuv_row_planar(pSrc, d0, d1, d2, roiSize.width);
+        rgb_to_yuv_row(Interleaved{nullptr, pSrc}, Planar{{d0, d1, d2}, {}}, roiSize.width);
     return ippStsNoErr;
 }
 
@@ -197,7 +224,7 @@ IppStatus ippiYUVToRGB_8u_P3C3R(const Ipp8u* const pSrc[3], int srcStep, Ipp8u* 
     const Ipp8u* s1 = pSrc[1];
     const Ipp8u* s2 = pSrc[2];
     for (int y = 0; y < roiSize.height; ++y, s0 += srcStep, s1 += srcStep, s2 += srcStep, pDst += dstStep)
-        yuv_to_rgb_row_planar(s0, s1, s2, pDst, roiSize.width);
+        yuv_to_rgb_row<kPlanar>(Planar{{}, {s0, s1, s2}}, Interleaved{pDst, nullptr}, roiSize.width);
     return ippStsNoErr;
 }
 

@@ -32,41 +32,41 @@ inline int join16(const Ipp8u* s0, const Ipp8u* s1, const Ipp8u* s2, Ipp8u* d, i
 }
 
 // Row lengths are counted in 64 bits: a merged run can exceed 2^31 pixels.
-void split_row(const Ipp8u* s, Ipp8u* d0, Ipp8u* d1, Ipp8u* d2, int64_t n) {
-    while (n > 0) {
-        const int chunk = n > (1 << 30) ? (1 << 30) : static_cast<int>(n);
-        const int done = split16(s, d0, d1, d2, chunk);
-        for (int i = done; i < chunk; ++i) {
-            d0[i] = s[3 * i];
-            d1[i] = s[3 * i + 1];
-            d2[i] = s[3 * i + 2];
-        }
-        s += 3 * int64_t{chunk};
-        d0 += chunk;
-        d1 += chunk;
-        d2 += chunk;
-        n -= chunk;
+// f(at, chunk) takes [at, at + chunk) in pieces that int indices address.
+template <class F>
+void in_chunks(int64_t n, F&& f) {
+    for (int64_t at = 0; at < n;) {
+        const int chunk = n - at > (1 << 30) ? (1 << 30) : static_cast<int>(n - at);
+        f(at, chunk);
+        at += chunk;
     }
+}
+
+void split_row(const Ipp8u* s, Ipp8u* d0, Ipp8u* d1, Ipp8u* d2, int64_t n) {
+    in_chunks(n, [&](int64_t at, int chunk) {
+        const Ipp8u* cs = s + 3 * at;
+        Ipp8u *c0 = d0 + at, *c1 = d1 + at, *c2 = d2 + at;
+        for (int i = split16(cs, c0, c1, c2, chunk); i < chunk; ++i) {
+            c0[i] = cs[3 * i];
+            c1[i] = cs[3 * i + 1];
+            c2[i] = cs[3 * i + 2];
+        }
+    });
 }
 
 void join_row(const Ipp8u* s0, const Ipp8u* s1, const Ipp8u* s2, Ipp8u* d, int64_t n) {
-    while (n > 0) {
-        const int chunk = n > (1 << 30) ? (1 << 30) : static_cast<int>(n);
-        const int done = join16(s0, s1, s2, d, chunk);
-        for (int i = done; i < chunk; ++i) {
-            d[3 * i] = s0[i];
-            d[3 * i + 1] = s1[i];
-            d[3 * i + 2] = s2[i];
+    in_chunks(n, [&](int64_t at, int chunk) {
+        const Ipp8u *c0 = s0 + at, *c1 = s1 + at, *c2 = s2 + at;
+        Ipp8u* cd = d + 3 * at;
+        for (int i = join16(c0, c1, c2, cd, chunk); i < chunk; ++i) {
+            cd[3 * i] = c0[i];
+            cd[3 * i + 1] = c1[i];
+            cd[3 * i + 2] = c2[i];
         }
-        s0 += chunk;
-        s1 += chunk;
-        s2 += chunk;
-        d += 3 * int64_t{chunk};
-        n -= chunk;
-    }
+    });
 }
 
-void split(const copy::Job& job) {
+void split_image(const copy::Job& job) {
     const Ipp8u* s = job.src[0];
     Ipp8u* d0 = job.dst[0];
     Ipp8u* d1 = job.dst[1];
@@ -75,7 +75,7 @@ void split(const copy::Job& job) {
         split_row(s, d0, d1, d2, job.rowLen);
 }
 
-void join(const copy::Job& job) {
+void join_image(const copy::Job& job) {
     const Ipp8u* s0 = job.src[0];
     const Ipp8u* s1 = job.src[1];
     const Ipp8u* s2 = job.src[2];
@@ -84,24 +84,25 @@ void join(const copy::Job& job) {
         join_row(s0, s1, s2, d, job.rowLen);
 }
 
+// The planned job run through the kernel, or the front's refusal.
+template <class Kernel>
+IppStatus run_planned(IppStatus planned, const copy::Job& job, Kernel&& kernel) {
+    if (planned == ippStsNoErr) kernel(job);
+    return planned;
+}
+
 }  // namespace
 
 IppStatus ippiCopy_8u_C3P3R(const Ipp8u* pSrc, int srcStep, Ipp8u* const pDst[3], int dstStep,
                             IppiSize roiSize) {
     copy::Job job;
-    if (const IppStatus st = copy::plan_split(pSrc, srcStep, pDst, dstStep, roiSize, job); st != ippStsNoErr)
-        return st;
-    split(job);
-    return ippStsNoErr;
+    return run_planned(copy::plan_split(pSrc, srcStep, pDst, dstStep, roiSize, job), job, split_image);
 }
 
 IppStatus ippiCopy_8u_P3C3R(const Ipp8u* const pSrc[3], int srcStep, Ipp8u* pDst, int dstStep,
                             IppiSize roiSize) {
     copy::Job job;
-    if (const IppStatus st = copy::plan_join(pSrc, srcStep, pDst, dstStep, roiSize, job); st != ippStsNoErr)
-        return st;
-    join(job);
-    return ippStsNoErr;
+    return run_planned(copy::plan_join(pSrc, srcStep, pDst, dstStep, roiSize, job), job, join_image);
 }
 
 }  // namespace qm::QM_SET

@@ -214,6 +214,16 @@ QM_LANES_INLINE void catmull_rom4(VF t, VF w[4]) {
     w[3] = mul(sub(mul(half, t), half), t2);
 }
 
+// The weights of the windowed kernels: Catmull-Rom (4 taps) or Lanczos (6),
+// for a float or for lanes.
+template <int NT, class T>
+QM_LANES_INLINE void window_weights(T t, T* w) {
+    if constexpr (NT == 4)
+        catmull_rom4(t, w);
+    else
+        lanczos6_weights(t, w);
+}
+
 // Sum over an NT x NT neighbourhood: row by row, each row summed left to
 // right, then the rows weighed top to bottom.
 template <int CH, int NT>
@@ -298,13 +308,8 @@ void remap_windowed(const Job& g) {
         const int iy = static_cast<int>(static_cast<double>(y) + 1e-7);
         const float tx = x - static_cast<float>(ix), ty = y - static_cast<float>(iy);
         float wx[6], wy[6];
-        if constexpr (NT == 4) {
-            catmull_rom4(tx, wx);
-            catmull_rom4(ty, wy);
-        } else {
-            lanczos6_weights(tx, wx);
-            lanczos6_weights(ty, wy);
-        }
+        window_weights<NT>(tx, wx);
+        window_weights<NT>(ty, wy);
         constexpr int back = NT / 2 - 1;
         int cx[NT], ry[NT];
         clamped_taps<NT>(ix - back, g.lastX, cx);
@@ -342,13 +347,8 @@ void remap_windowed(const Job& g) {
         }
         const VF tx = sub(x, to_float(ix)), ty = sub(y, to_float(iy));
         VF wx[NT], wy[NT];
-        if constexpr (NT == 4) {
-            catmull_rom4(tx, wx);
-            catmull_rom4(ty, wy);
-        } else {
-            lanczos6_weights(tx, wx);
-            lanczos6_weights(ty, wy);
-        }
+        window_weights<NT>(tx, wx);
+        window_weights<NT>(ty, wy);
         const Ipp8u* p[kLanes];
         lane_pointers<CH>(g, x0, y0, p);
         VI out[CH];

@@ -319,6 +319,25 @@ void lane_columns(const Job& g, const int* colTaps, int& lo, int& hi) {
     while (hi < g.W && direct(hi)) ++hi;
 }
 
+// One horizontal pass over a source row p: the columns outside lo .. hi - 1
+// go to one(i), the lanes in between to block(i, t) with the TapRow of their
+// NT taps.
+template <int CH, int NT, class One, class Block>
+QM_LANES_INLINE void horizontal_pass(const Ipp8u* p, const int* colTaps, int lo, int hi, int W, ptrdiff_t ahead,
+                                     One&& one, Block&& block) {
+    int i = 0;
+    for (; i < lo; ++i) one(i);
+    for (; i + kLanes <= hi; i += kLanes) {
+        prefetch(p + colTaps[NT * i], ahead);
+        const Ipp8u* q[kLanes];
+        for (int k = 0; k < kLanes; ++k) q[k] = p + colTaps[NT * (i + k)];
+        TapRow<CH, NT> t;
+        t.template load<true>(q, 0);
+        block(i, t);
+    }
+    for (; i < W; ++i) one(i);
+}
+
 // The separable float modes keep their row buffers planar (one plane of W
 // values per channel, `plane` apart), so that the vector passes run across
 // pixels; the vertical pass interleaves the channels again as it writes.
@@ -357,22 +376,14 @@ IppStatus run_cubic(const Job& g) {
             for (int c = 0; c < CH; ++c)
                 out[c * plane + i] = cubic_eval(q, p[o[0] + c], p[o[1] + c], p[o[2] + c], p[o[3] + c]);
         };
-        int i = 0;
-        for (; i < lo; ++i) one(i);
-        for (; i + kLanes <= hi; i += kLanes) {
-            prefetch(p + colTaps[4 * i], ahead);
-            const Ipp8u* q[kLanes];
-            for (int k = 0; k < kLanes; ++k) q[k] = p + colTaps[4 * (i + k)];
-            TapRow<CH, 4> t;
-            t.template load<true>(q, 0);
+        auto block = [&](int i, const TapRow<CH, 4>& t) QM_LANES_INLINE_LAMBDA {
             const VF t1 = load<VF>(cxT1 + i), k = load<VF>(cxK + i), k3 = load<VF>(cxK3 + i);
             unroll<CH>([&](auto c) QM_LANES_INLINE_LAMBDA {
-                store(out + c * plane + i,
-                              cubic_eval(t1, k, k3, t.template tap<c>(), t.template tap<CH + c>(),
-                                         t.template tap<2 * CH + c>(), t.template tap<3 * CH + c>()));
+                store(out + c * plane + i, cubic_eval(t1, k, k3, t.template tap<c>(), t.template tap<CH + c>(),
+                                                      t.template tap<2 * CH + c>(), t.template tap<3 * CH + c>()));
             });
-        }
-        for (; i < W; ++i) one(i);
+        };
+        horizontal_pass<CH, 4>(p, colTaps, lo, hi, W, ahead, one, block);
     };
     auto vertical = [&](int j, const float* const* r, Ipp8u* d) {
         const CubicCoef q = cy[j];
@@ -427,14 +438,7 @@ IppStatus run_lanczos(const Job& g) {
                 out[c * plane + i] = v;
             }
         };
-        int i = 0;
-        for (; i < lo; ++i) one(i);
-        for (; i + kLanes <= hi; i += kLanes) {
-            prefetch(p + colTaps[6 * i], ahead);
-            const Ipp8u* q[kLanes];
-            for (int k = 0; k < kLanes; ++k) q[k] = p + colTaps[6 * (i + k)];
-            TapRow<CH, 6> t;
-            t.template load<true>(q, 0);
+        auto block = [&](int i, const TapRow<CH, 6>& t) QM_LANES_INLINE_LAMBDA {
             VF w[6];
             for (int k = 0; k < 6; ++k) w[k] = load<VF>(wx + k * W + i);
             VF v[CH];
@@ -445,8 +449,8 @@ IppStatus run_lanczos(const Job& g) {
                 v[c] = k == 0 ? term : add(v[c], term);
             });
             for (int c = 0; c < CH; ++c) store(out + c * plane + i, v[c]);
-        }
-        for (; i < W; ++i) one(i);
+        };
+        horizontal_pass<CH, 6>(p, colTaps, lo, hi, W, ahead, one, block);
     };
     auto vertical = [&](int j, const float* const* r, Ipp8u* d) {
         const float* w = wy + 6 * j;

@@ -123,7 +123,7 @@ QM_LANES_INLINE void halve16_c1(const Ipp8u* a, const Ipp8u* b, Ipp8u* d) {
 // pixels are shuffled into byte pairs (a_c, b_c) whose sums land in lanes
 // placed so that three blends give the 24 values in order. Lanes holding -1
 // indices come out zero.
-QM_LANES_INLINE void halve8_c3(const Ipp8u* r0, const Ipp8u* r1, Ipp8u* d) {
+[[maybe_unused]] QM_LANES_INLINE void halve8_c3(const Ipp8u* r0, const Ipp8u* r1, Ipp8u* d) {
     const U16x8 two = all<U16x8>(2);
     const U8x16 m0 = lanes_of<U8x16>(0, 3, 1, 4, 2, 5, 6, 9, 7, 10, 8, 11, -1, -1, -1, -1);
     const U8x16 m1 = lanes_of<U8x16>(2, 5, 6, 9, 7, 10, 8, 11, -1, -1, -1, -1, 0, 3, 1, 4);

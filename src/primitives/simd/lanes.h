@@ -71,30 +71,18 @@ inline constexpr bool kWideFloat = false;
 
 // ---- Types --------------------------------------------------------------------------
 
-struct U8x16 {
-    static constexpr int N = 16;
-    __m128i v;
-};
-struct I8x16 {
-    static constexpr int N = 16;
-    __m128i v;
-};
-struct U16x8 {
-    static constexpr int N = 8;
-    __m128i v;
-};
-struct I16x8 {
-    static constexpr int N = 8;
-    __m128i v;
-};
-struct I32x4 {
-    static constexpr int N = 4;
-    __m128i v;
-};
-struct F32x4 {
-    static constexpr int N = 4;
-    __m128 v;
-};
+// One register of N lanes.
+#define QM_LANES_TYPE(name, lanes, reg) \
+    struct name {                       \
+        static constexpr int N = lanes; \
+        reg v;                          \
+    };
+QM_LANES_TYPE(U8x16, 16, __m128i)
+QM_LANES_TYPE(I8x16, 16, __m128i)
+QM_LANES_TYPE(U16x8, 8, __m128i)
+QM_LANES_TYPE(I16x8, 8, __m128i)
+QM_LANES_TYPE(I32x4, 4, __m128i)
+QM_LANES_TYPE(F32x4, 4, __m128)
 
 template <class V>
 inline constexpr bool kInt128 = std::is_same_v<V, U8x16> || std::is_same_v<V, I8x16> ||
@@ -327,8 +315,8 @@ QM_LANES_INLINE void load_interleaved3(const Ipp8u* p, U8x16& c0, U8x16& c1, U8x
 QM_LANES_INLINE void store_interleaved3(Ipp8u* p, U8x16 c0, U8x16 c1, U8x16 c2) {
     for (int b = 0; b < 3; ++b) {
         const auto& m = detail::kInterleave3.join[b];
-        store(p + 16 * b, bit_or(bit_or(shuffle_bytes(c0, detail::mask_at(m[0])), shuffle_bytes(c1, detail::mask_at(m[1]))),
-                                 shuffle_bytes(c2, detail::mask_at(m[2]))));
+        const U8x16 c01 = bit_or(shuffle_bytes(c0, detail::mask_at(m[0])), shuffle_bytes(c1, detail::mask_at(m[1])));
+        store(p + 16 * b, bit_or(c01, shuffle_bytes(c2, detail::mask_at(m[2]))));
     }
 }
 
@@ -343,8 +331,10 @@ QM_LANES_INLINE I16x8 maddubs(U8x16 a, I8x16 b) {
     const __m128i bEven = _mm_srai_epi16(_mm_slli_epi16(b.v, 8), 8), bOdd = _mm_srai_epi16(b.v, 8);
     // Each product fits 16 signed bits; the pair sum is formed in 32 bits and saturated.
     const __m128i pe = _mm_mullo_epi16(aEven, bEven), po = _mm_mullo_epi16(aOdd, bOdd);
-    const __m128i peLo = _mm_srai_epi32(_mm_unpacklo_epi16(z, pe), 16), peHi = _mm_srai_epi32(_mm_unpackhi_epi16(z, pe), 16);
-    const __m128i poLo = _mm_srai_epi32(_mm_unpacklo_epi16(z, po), 16), poHi = _mm_srai_epi32(_mm_unpackhi_epi16(z, po), 16);
+    const __m128i peLo = _mm_srai_epi32(_mm_unpacklo_epi16(z, pe), 16);
+    const __m128i peHi = _mm_srai_epi32(_mm_unpackhi_epi16(z, pe), 16);
+    const __m128i poLo = _mm_srai_epi32(_mm_unpacklo_epi16(z, po), 16);
+    const __m128i poHi = _mm_srai_epi32(_mm_unpackhi_epi16(z, po), 16);
     return {_mm_packs_epi32(_mm_add_epi32(peLo, poLo), _mm_add_epi32(peHi, poHi))};
 #endif
 }
@@ -531,33 +521,38 @@ QM_LANES_INLINE U16x8 pack_u16(I32x4 a, I32x4 b) {
 
 // ---- Float lanes, 128 bits ----------------------------------------------------------------
 
-template <class V>
-QM_LANES_INLINE V load(const float* p) requires std::is_same_v<V, F32x4> {
-    return {_mm_loadu_ps(p)};
-}
-template <class V>
-QM_LANES_INLINE V load_aligned(const float* p) requires std::is_same_v<V, F32x4> {
-    return {_mm_load_ps(p)};
-}
-template <class V>
-QM_LANES_INLINE V all(float x) requires std::is_same_v<V, F32x4> {
-    return {_mm_set1_ps(x)};
-}
-template <class V>
-QM_LANES_INLINE V zero() requires std::is_same_v<V, F32x4> {
-    return {_mm_setzero_ps()};
-}
-QM_LANES_INLINE void store(float* p, F32x4 a) { _mm_storeu_ps(p, a.v); }
-QM_LANES_INLINE void store_aligned(float* p, F32x4 a) { _mm_store_ps(p, a.v); }
-QM_LANES_INLINE F32x4 add(F32x4 a, F32x4 b) { return {_mm_add_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x4 sub(F32x4 a, F32x4 b) { return {_mm_sub_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x4 mul(F32x4 a, F32x4 b) { return {_mm_mul_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x4 div(F32x4 a, F32x4 b) { return {_mm_div_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x4 min(F32x4 a, F32x4 b) { return {_mm_min_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x4 max(F32x4 a, F32x4 b) { return {_mm_max_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x4 bit_and(F32x4 a, F32x4 b) { return {_mm_and_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x4 bit_or(F32x4 a, F32x4 b) { return {_mm_or_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x4 bit_andnot(F32x4 m, F32x4 b) { return {_mm_andnot_ps(m.v, b.v)}; }
+// The plain float operations of a float lane type T whose intrinsics start with P.
+#define QM_LANES_FLOAT_OPS(T, P)                                                                            \
+    template <class V>                                                                                      \
+    QM_LANES_INLINE V load(const float* p) requires std::is_same_v<V, T> {                                  \
+        return {P##_loadu_ps(p)};                                                                           \
+    }                                                                                                       \
+    template <class V>                                                                                      \
+    QM_LANES_INLINE V load_aligned(const float* p) requires std::is_same_v<V, T> {                          \
+        return {P##_load_ps(p)};                                                                            \
+    }                                                                                                       \
+    template <class V>                                                                                      \
+    QM_LANES_INLINE V all(float x) requires std::is_same_v<V, T> {                                          \
+        return {P##_set1_ps(x)};                                                                            \
+    }                                                                                                       \
+    template <class V>                                                                                      \
+    QM_LANES_INLINE V zero() requires std::is_same_v<V, T> {                                                \
+        return {P##_setzero_ps()};                                                                          \
+    }                                                                                                       \
+    QM_LANES_INLINE void store(float* p, T a) { P##_storeu_ps(p, a.v); }                                    \
+    QM_LANES_INLINE void store_aligned(float* p, T a) { P##_store_ps(p, a.v); }                             \
+    QM_LANES_INLINE T add(T a, T b) { return {P##_add_ps(a.v, b.v)}; }                                      \
+    QM_LANES_INLINE T sub(T a, T b) { return {P##_sub_ps(a.v, b.v)}; }                                      \
+    QM_LANES_INLINE T mul(T a, T b) { return {P##_mul_ps(a.v, b.v)}; }                                      \
+    QM_LANES_INLINE T div(T a, T b) { return {P##_div_ps(a.v, b.v)}; }                                      \
+    QM_LANES_INLINE T min(T a, T b) { return {P##_min_ps(a.v, b.v)}; }                                      \
+    QM_LANES_INLINE T max(T a, T b) { return {P##_max_ps(a.v, b.v)}; }                                      \
+    QM_LANES_INLINE T bit_and(T a, T b) { return {P##_and_ps(a.v, b.v)}; }                                  \
+    QM_LANES_INLINE T bit_or(T a, T b) { return {P##_or_ps(a.v, b.v)}; }                                    \
+    QM_LANES_INLINE T bit_andnot(T m, T b) { return {P##_andnot_ps(m.v, b.v)}; }                            \
+    QM_LANES_INLINE int lane_mask(T m) { return P##_movemask_ps(m.v); }
+
+QM_LANES_FLOAT_OPS(F32x4, _mm)
 QM_LANES_INLINE F32x4 eq(F32x4 a, F32x4 b) { return {_mm_cmpeq_ps(a.v, b.v)}; }
 QM_LANES_INLINE F32x4 lt(F32x4 a, F32x4 b) { return {_mm_cmplt_ps(a.v, b.v)}; }
 QM_LANES_INLINE F32x4 le(F32x4 a, F32x4 b) { return {_mm_cmple_ps(a.v, b.v)}; }
@@ -571,7 +566,6 @@ QM_LANES_INLINE F32x4 select(F32x4 m, F32x4 a, F32x4 b) {
     return {_mm_or_ps(_mm_and_ps(m.v, a.v), _mm_andnot_ps(m.v, b.v))};
 #endif
 }
-QM_LANES_INLINE int lane_mask(F32x4 m) { return _mm_movemask_ps(m.v); }
 QM_LANES_INLINE F32x4 to_float(I32x4 a) { return {_mm_cvtepi32_ps(a.v)}; }
 // static_cast<int> per lane (truncation).
 QM_LANES_INLINE I32x4 truncate(F32x4 a) { return {_mm_cvttps_epi32(a.v)}; }
@@ -594,41 +588,12 @@ QM_LANES_INLINE V lanes_of(T... x) requires std::is_same_v<V, F32x4> {
 // integer lanes kept as two 128-bit halves.
 
 #if defined(__AVX__)
-struct F32x8 {
-    static constexpr int N = 8;
-    __m256 v;
-};
+QM_LANES_TYPE(F32x8, 8, __m256)
 struct I32x8 {
     static constexpr int N = 8;
     I32x4 h[2];
 };
-template <class V>
-QM_LANES_INLINE V load(const float* p) requires std::is_same_v<V, F32x8> {
-    return {_mm256_loadu_ps(p)};
-}
-template <class V>
-QM_LANES_INLINE V load_aligned(const float* p) requires std::is_same_v<V, F32x8> {
-    return {_mm256_load_ps(p)};
-}
-template <class V>
-QM_LANES_INLINE V all(float x) requires std::is_same_v<V, F32x8> {
-    return {_mm256_set1_ps(x)};
-}
-template <class V>
-QM_LANES_INLINE V zero() requires std::is_same_v<V, F32x8> {
-    return {_mm256_setzero_ps()};
-}
-QM_LANES_INLINE void store(float* p, F32x8 a) { _mm256_storeu_ps(p, a.v); }
-QM_LANES_INLINE void store_aligned(float* p, F32x8 a) { _mm256_store_ps(p, a.v); }
-QM_LANES_INLINE F32x8 add(F32x8 a, F32x8 b) { return {_mm256_add_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x8 sub(F32x8 a, F32x8 b) { return {_mm256_sub_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x8 mul(F32x8 a, F32x8 b) { return {_mm256_mul_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x8 div(F32x8 a, F32x8 b) { return {_mm256_div_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x8 min(F32x8 a, F32x8 b) { return {_mm256_min_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x8 max(F32x8 a, F32x8 b) { return {_mm256_max_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x8 bit_and(F32x8 a, F32x8 b) { return {_mm256_and_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x8 bit_or(F32x8 a, F32x8 b) { return {_mm256_or_ps(a.v, b.v)}; }
-QM_LANES_INLINE F32x8 bit_andnot(F32x8 m, F32x8 b) { return {_mm256_andnot_ps(m.v, b.v)}; }
+QM_LANES_FLOAT_OPS(F32x8, _mm256)
 QM_LANES_INLINE F32x8 eq(F32x8 a, F32x8 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_EQ_OQ)}; }
 QM_LANES_INLINE F32x8 lt(F32x8 a, F32x8 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)}; }
 QM_LANES_INLINE F32x8 le(F32x8 a, F32x8 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LE_OQ)}; }
@@ -640,17 +605,18 @@ QM_LANES_INLINE F32x8 not_gt(F32x8 a, F32x8 b) { return {_mm256_cmp_ps(a.v, b.v,
 QM_LANES_INLINE F32x8 select(F32x8 m, F32x8 a, F32x8 b) {
     return {_mm256_or_ps(_mm256_and_ps(m.v, a.v), _mm256_andnot_ps(m.v, b.v))};
 }
-QM_LANES_INLINE int lane_mask(F32x8 m) { return _mm256_movemask_ps(m.v); }
 
-QM_LANES_INLINE __m256i joined(const I32x8& a) {
+namespace detail {
+QM_LANES_INLINE __m256i join_halves(const I32x8& a) {
     return _mm256_insertf128_si256(_mm256_castsi128_si256(a.h[0].v), a.h[1].v, 1);
 }
-QM_LANES_INLINE I32x8 split(__m256i a) {
+QM_LANES_INLINE I32x8 split_halves(__m256i a) {
     return {{{_mm256_castsi256_si128(a)}, {_mm256_extractf128_si256(a, 1)}}};
 }
-QM_LANES_INLINE F32x8 to_float(const I32x8& a) { return {_mm256_cvtepi32_ps(joined(a))}; }
-QM_LANES_INLINE I32x8 truncate(F32x8 a) { return split(_mm256_cvttps_epi32(a.v)); }
-QM_LANES_INLINE I32x8 round_even(F32x8 a) { return split(_mm256_cvtps_epi32(a.v)); }
+}  // namespace detail
+QM_LANES_INLINE F32x8 to_float(const I32x8& a) { return {_mm256_cvtepi32_ps(detail::join_halves(a))}; }
+QM_LANES_INLINE I32x8 truncate(F32x8 a) { return detail::split_halves(_mm256_cvttps_epi32(a.v)); }
+QM_LANES_INLINE I32x8 round_even(F32x8 a) { return detail::split_halves(_mm256_cvtps_epi32(a.v)); }
 QM_LANES_INLINE F32x8 as_float(const I32x8& m) {
     return {_mm256_insertf128_ps(_mm256_castps128_ps256(_mm_castsi128_ps(m.h[0].v)), _mm_castsi128_ps(m.h[1].v), 1)};
 }
@@ -702,6 +668,8 @@ using VI = I32x8;
 using VF = F32x4;
 using VI = I32x4;
 #endif
+#undef QM_LANES_FLOAT_OPS
+#undef QM_LANES_TYPE
 
 // The four-lane quarters of VI (VI is one quarter below AVX).
 QM_LANES_INLINE const I32x4& half(const I32x4& a, int) { return a; }
