@@ -89,6 +89,18 @@ enum {
 enum { ippMskSize1x3 = 13, ippMskSize1x5 = 15, ippMskSize3x1 = 31,
        ippMskSize3x3 = 33, ippMskSize5x1 = 51, ippMskSize5x5 = 55 };
 
+/* Results of the scanner filters (Deos*), Ipp32u. Each filter documents
+   which of its arguments it tests and in what order; the first refusal wins.
+   Two of them report a source equal to the destination as 1, not 5. */
+enum QmScanResult {
+    qmScanDone = 0,
+    qmScanBadArgument = 1,   /* unknown radius, null kernel, noise-reduction mode above 2 */
+    qmScanBadLevel = 2,      /* noise-reduction level above 10 */
+    qmScanBadWidth = 3,      /* width not a multiple of 4 */
+    qmScanBadMode = 4,       /* convolution mode above 1 */
+    qmScanSameImage = 5      /* source equals destination */
+};
+
 /* Bilateral filter types. */
 enum { ippiFilterBilateralGauss = 100, ippiFilterBilateralGaussFast = 101 };
 

@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "primitives/resize/lanczos_table.h"
+#include "primitives/geometry/lanczos_table.h"
 #include "support/image.h"
 
 namespace {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "frame/frame.h"
+#include "scanfilters/checks.h"
 #include "scanfilters/kernel_tables.h"
 #include "scanfilters/scratch.h"
 
@@ -84,16 +85,14 @@ using namespace qm;
 extern "C" {
 
 Ipp32u DeosConvRGB(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u radius, int level) {
-    if (width % 4 != 0) return 3;
-    if (mode > 1) return 4;
-    if (src == dst) return 5;
+    if (const Ipp32u r = ScanChecks{}.width(width).conv_mode(mode).distinct(src, dst)) return r;
     const int kernelLevel = deos_kernel_level(level);
     switch (radius) {
         case 0:
         case 1: {
             const int64_t bytes = int64_t{width} * height * 3;
             if (bytes > 0 && src != nullptr && dst != nullptr) std::memcpy(dst, src, static_cast<size_t>(bytes));
-            return 0;
+            return qmScanDone;
         }
         case 2:
         case 3:
@@ -103,19 +102,17 @@ Ipp32u DeosConvRGB(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u m
             const float* k = t.level(kernelLevel);
             const int n = t.kernel_floats();
             (void)planar_worker(src, dst, width, height, radius, k, k + n, k + 2 * n);  // report dropped
-            return 0;
+            return qmScanDone;
         }
         default:
-            return 1;
+            return qmScanBadArgument;
     }
 }
 
 Ipp32u DeosConvRGB2(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u radius, int level,
                     const Ipp32f* kernel) {
     if (kernel == nullptr) return DeosConvRGB(src, dst, width, height, mode, radius, level);
-    if (width % 4 != 0) return 3;
-    if (mode > 1) return 4;
-    if (src == dst) return 5;
+    if (const Ipp32u r = ScanChecks{}.width(width).conv_mode(mode).distinct(src, dst)) return r;
     const Interior in = interior(width, height, radius, 3);
     return static_cast<Ipp32u>(QM_VIA_SLOT(ippiFilter32f_8u_C3R)(at_interior(src, in), colour_step(width),
                                                                 at_interior(dst, in), colour_step(width), in.roi,
@@ -124,10 +121,7 @@ Ipp32u DeosConvRGB2(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u 
 
 Ipp32u DeosConvRGB3(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u radius, int,
                     const Ipp32s* kernel) {
-    if (kernel == nullptr) return 1;
-    if (width % 4 != 0) return 3;
-    if (mode > 1) return 4;
-    if (src == dst) return 5;
+    if (const Ipp32u r = ScanChecks{}.present(kernel).width(width).conv_mode(mode).distinct(src, dst)) return r;
     const Interior in = interior(width, height, radius, 3);
     return static_cast<Ipp32u>(QM_VIA_SLOT(ippiFilter_8u_C3R)(at_interior(src, in), colour_step(width),
                                                              at_interior(dst, in), colour_step(width), in.roi,
@@ -137,11 +131,10 @@ Ipp32u DeosConvRGB3(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u 
 
 Ipp32u DeosConvRGB4(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u, Ipp32u radius, int,
                     const Ipp32s* kernel, const Ipp8u* lut) {
-    if (width % 4 != 0) return 3;
-    if (src == dst) return 5;
+    if (const Ipp32u r = ScanChecks{}.width(width).distinct(src, dst)) return r;
     const Interior in = interior(width, height, radius, 3);
     // Null pointers are the caller's fault; skipping the work beats a crash.
-    if (in.empty || src == nullptr || dst == nullptr || kernel == nullptr || lut == nullptr) return 0;
+    if (in.empty || src == nullptr || dst == nullptr || kernel == nullptr || lut == nullptr) return qmScanDone;
     const int n = in.kernel.width;
     const ptrdiff_t step = 3 * ptrdiff_t{width};
     const int cols = 3 * in.roi.width;  // output bytes per row
@@ -166,13 +159,12 @@ Ipp32u DeosConvRGB4(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u,
             for (int i = 0; i < m; ++i) d[e0 + i] = lut[static_cast<int32_t>(acc[i]) >> 16];
         }
     }
-    return 0;
+    return qmScanDone;
 }
 
 Ipp32u DeosConvRgbInFilterCoef(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u radius,
                                const Ipp32f* kernels) {
-    if (width % 4 != 0) return 3;
-    if (src == dst) return 1;
+    if (const Ipp32u r = ScanChecks{}.width(width).distinct(src, dst, qmScanBadArgument)) return r;
     // With no interior the kernels are never read, and a radius that large
     // would put the second and third kernel far past any array (or overflow
     // n * n): locate them only when they are used.
@@ -182,16 +174,16 @@ Ipp32u DeosConvRgbInFilterCoef(const Ipp8u* src, Ipp8u* dst, int width, int heig
     const float* k1 = kernels == nullptr ? nullptr : kernels + floats;
     const float* k2 = kernels == nullptr ? nullptr : kernels + 2 * floats;
     (void)planar_worker(src, dst, width, height, radius, k0, k1, k2);  // report dropped
-    return 0;
+    return qmScanDone;
 }
 
 Ipp32u DeosConvMonoInFilterCoef(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u radius,
                                 const Ipp32f* kernel) {
-    if (src == dst) return 1;
+    if (const Ipp32u r = ScanChecks{}.distinct(src, dst, qmScanBadArgument)) return r;
     const Interior in = interior(width, height, radius, 1);
     (void)QM_VIA_SLOT(ippiFilter32f_8u_C1R)(at_interior(src, in), width, at_interior(dst, in), width, in.roi, kernel,
                                             in.kernel, in.anchor);
-    return 0;
+    return qmScanDone;
 }
 
 }  // extern "C"

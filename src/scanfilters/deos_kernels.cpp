@@ -1,6 +1,7 @@
 // Kernel accessors of the scanner convolution filters.
 #include <cstring>
 
+#include "scanfilters/checks.h"
 #include "scanfilters/kernel_tables.h"
 
 namespace qm {
@@ -37,34 +38,34 @@ using namespace qm;
 extern "C" {
 
 Ipp32u GetDeosConvKernelValue(Ipp32u mode, Ipp32u radius, int level, Ipp32f* out) {
-    if (mode > 1) return 4;
+    if (const Ipp32u r = ScanChecks{}.conv_mode(mode)) return r;
     const DeosTable t = deos_table(radius);
-    if (t.data == nullptr) return 1;  // reserved: never fires with the built-in tables
+    if (t.data == nullptr) return qmScanBadArgument;  // reserved: never fires with the built-in tables
     std::memcpy(out, t.level(deos_kernel_level(level)), sizeof(float) * t.kernel_floats());
-    return 0;
+    return qmScanDone;
 }
 
 Ipp32u SetDeosConvKernelValue(Ipp32u mode, Ipp32u radius, int level, Ipp32s* out) {
-    if (mode > 1) return 4;
+    if (const Ipp32u r = ScanChecks{}.conv_mode(mode)) return r;
     const DeosTable t = deos_table(radius);
-    if (t.data == nullptr) return 1;
+    if (t.data == nullptr) return qmScanBadArgument;
     // The count follows the radius asked for, the copy the table chosen: for
     // radius 0 and 1 that is the first 1 or 9 weights of a 5x5 kernel.
     const uint64_t side = 2 * uint64_t{radius} + 1;
     const uint64_t count = side * side;
     // Radius 5, 6 and above 7 have no table of their own; reading past the
     // copied kernel would hand out garbage, so those get 1 and nothing written.
-    if (count > static_cast<uint64_t>(t.kernel_floats())) return 1;
+    if (count > static_cast<uint64_t>(t.kernel_floats())) return qmScanBadArgument;
     float kernel[225];
     std::memcpy(kernel, t.level(deos_kernel_level(level)), sizeof(float) * t.kernel_floats());
     for (uint64_t i = 0; i < count; ++i) out[i] = deos_fixed(kernel[i]);
-    return 0;
+    return qmScanDone;
 }
 
 Ipp32u SetDeosConvKernelUserValue(const Ipp32f* in, Ipp32u radius, Ipp32s* out) {
     const uint64_t side = 2 * uint64_t{radius} + 1;
     for (uint64_t i = 0, count = side * side; i < count; ++i) out[i] = deos_fixed(in[i]);
-    return 0;
+    return qmScanDone;
 }
 
 }  // extern "C"

@@ -4,11 +4,10 @@
 #include <cstring>
 
 #include "frame/frame.h"
+#include "scanfilters/checks.h"
 #include "scanfilters/scratch.h"
 
 namespace {
-
-constexpr int kGaussBilateral = 100;
 
 // Three planes of width x height inside one colour scratch image; plane p
 // starts at p * (step / 3) * height.
@@ -39,14 +38,14 @@ int filter_plane(const Ipp8u* in, Ipp8u* out, int width, int height, Ipp32u mode
     const ptrdiff_t offset = static_cast<ptrdiff_t>(r) * width + r;
 
     int size = 0;
-    QM_VIA_SLOT(ippiFilterBilateralGetBufSize_8u_C1R)(kGaussBilateral, region, kernel, &size);
+    QM_VIA_SLOT(ippiFilterBilateralGetBufSize_8u_C1R)(ippiFilterBilateralGauss, region, kernel, &size);
     Ipp8u* work = QM_VIA_SLOT(ippsMalloc_8u)(size);
     if (work == nullptr) return 0;
     // level * 96 as the square sigma of both weights; level 0 would make it
     // 0, which the set-up refuses, so it becomes the weakest filter instead.
     float sigma = static_cast<float>(static_cast<int>((level * 3u) << 5));
     if (sigma == 0.0f) sigma = 1.0f;
-    QM_VIA_SLOT(ippiFilterBilateralInit_8u_C1R)(kGaussBilateral, kernel, sigma, sigma, 1, work);
+    QM_VIA_SLOT(ippiFilterBilateralInit_8u_C1R)(ippiFilterBilateralGauss, kernel, sigma, sigma, 1, work);
     QM_VIA_SLOT(ippiFilterBilateral_8u_C1R)(in + offset, width, out + offset, width, region, kernel, work);
     QM_VIA_SLOT(ippsFree)(work);
     return 1;
@@ -92,36 +91,35 @@ void through_planes(const Ipp8u* src, Ipp8u* dst, int width, int height, Body bo
 extern "C" {
 
 Ipp32u DeosNrRGB(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u level) {
-    if (mode > 2) return 1;
-    if (level > 10) return 2;
-    if (width % 4 != 0) return 3;
+    if (const Ipp32u r = qm::ScanChecks{}.nr_mode(mode).level(level).width(width)) return r;
     // Mode 0 goes to the worker and filters 3 x 3 here, unlike the per-channel
     // and YUV filters, where it leaves the plane alone.
     through_planes(src, dst, width, height, [&](const Scratch& in, const Scratch& out) {
         for (int p = 0; p < 3; ++p) filter_plane(in.plane(p, height), out.plane(p, height), width, height, mode, level);
     });
-    return 0;
+    return qmScanDone;
 }
 
 Ipp32u DeosNrIndividualRGB(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode0, Ipp32u level0,
                            Ipp32u mode1, Ipp32u level1, Ipp32u mode2, Ipp32u level2) {
-    if (mode0 > 2 || mode1 > 2 || mode2 > 2) return 1;
-    if (level0 > 10 || level1 > 10 || level2 > 10) return 2;
-    if (width % 4 != 0) return 3;
+    if (const Ipp32u r = qm::ScanChecks{}
+                             .nr_mode(mode0).nr_mode(mode1).nr_mode(mode2)
+                             .level(level0).level(level1).level(level2)
+                             .width(width))
+        return r;
     const Ipp32u modes[3] = {mode0, mode1, mode2};
     const Ipp32u levels[3] = {level0, level1, level2};
     through_planes(src, dst, width, height, [&](const Scratch& in, const Scratch& out) {
         for (int p = 0; p < 3; ++p)
             copy_or_filter(in.plane(p, height), out.plane(p, height), width, height, modes[p], levels[p]);
     });
-    return 0;
+    return qmScanDone;
 }
 
 Ipp32u DeosNrYUV(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u modeY, Ipp32u levelY,
                  Ipp32u modeUV, Ipp32u levelUV) {
-    if (modeY > 2 || modeUV > 2) return 1;
-    if (levelY > 10 || levelUV > 10) return 2;
-    if (width % 4 != 0) return 3;
+    if (const Ipp32u r = qm::ScanChecks{}.nr_mode(modeY).nr_mode(modeUV).level(levelY).level(levelUV).width(width))
+        return r;
     int stepA = 0, stepB = 0;
     Ipp8u* const yuv = qm::scratch_image(width, height, &stepA);
     Ipp8u* const result = qm::scratch_image(width, height, &stepB);
@@ -132,11 +130,11 @@ Ipp32u DeosNrYUV(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mod
     // and is kept. A missing interleaved image only makes its conversion fail.
     if (in.base == nullptr) {
         free_scratch(out);
-        return 0;
+        return qmScanDone;
     }
     if (out.base == nullptr) {
         free_scratch(in);
-        return 0;
+        return qmScanDone;
     }
     const IppiSize roi{width, height};
     QM_VIA_SLOT(ippiRGBToYUV_8u_C3R)(src, qm::colour_step(width), yuv, qm::colour_step(width), roi);
@@ -150,14 +148,13 @@ Ipp32u DeosNrYUV(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mod
     free_scratch(out);
     QM_VIA_SLOT(ippiFree)(yuv);
     QM_VIA_SLOT(ippiFree)(result);
-    return 0;
+    return qmScanDone;
 }
 
 Ipp32u DeosNrMono(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mode, Ipp32u level) {
-    if (mode > 2) return 1;
-    if (level > 10) return 2;
+    if (const Ipp32u r = qm::ScanChecks{}.nr_mode(mode).level(level)) return r;
     filter_plane(src, dst, width, height, mode, level);
-    return 0;
+    return qmScanDone;
 }
 
 }  // extern "C"

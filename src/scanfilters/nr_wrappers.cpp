@@ -31,7 +31,7 @@ Interior interior(const NrImageRecord* src, const NrImageRecord* dst, int r) {
 
 // Only radius 1 selects the 3x3 mask; every other radius (2 included) gets
 // the 5x5 one while offset and region still follow r.
-inline int mask_code(int r) { return r == 1 ? 33 : 55; }
+inline int mask_code(int r) { return r == 1 ? ippMskSize3x3 : ippMskSize5x5; }
 
 }  // namespace
 

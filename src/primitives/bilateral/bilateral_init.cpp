@@ -23,7 +23,8 @@ IppStatus bilateral_buf_size(int filterType, IppiSize roi, IppiSize kernel, int*
     // The ROI size is checked but takes no part in the result.
     if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;
     if (kernel.width < 1 || kernel.height < 1) return ippStsMaskSizeErr;
-    if (filterType != 100 && filterType != 101) return ippStsNotSupportedModeErr;
+    if (filterType != ippiFilterBilateralGauss && filterType != ippiFilterBilateralGaussFast)
+        return ippStsNotSupportedModeErr;
     int m = std::max(kernel.width, kernel.height);
     if ((m & 1) == 0) --m;
     // Unsigned: kernels near 2^31 on both sides overflow even 64 bits. The
@@ -38,7 +39,8 @@ IppStatus bilateral_init(int filterType, IppiSize kernel, Ipp32f valSq, Ipp32f p
     if (kernel.width < 1 || kernel.height < 1) return ippStsMaskSizeErr;
     // Written as negated comparisons so that a NaN sigma is refused too.
     if (!(valSq > 0.0f) || !(posSq > 0.0f) || step < 1) return ippStsBadArgErr;
-    if (filterType != 100 && filterType != 101) return ippStsNotSupportedModeErr;
+    if (filterType != ippiFilterBilateralGauss && filterType != ippiFilterBilateralGaussFast)
+        return ippStsNotSupportedModeErr;
     const int rx = radius_of(kernel.width, step);
     const int ry = radius_of(kernel.height, step);
     const int R = std::max(rx, ry);
@@ -52,7 +54,7 @@ IppStatus bilateral_init(int filterType, IppiSize kernel, Ipp32f valSq, Ipp32f p
     const unsigned offset = 8u - static_cast<unsigned>(reinterpret_cast<uintptr_t>(pBuffer) & 7u);
     pBuffer[0] = static_cast<Ipp8u>(offset);
     auto* rec = reinterpret_cast<BilateralRecord*>(pBuffer + offset);
-    rec->magic = filterType == 100 ? kBilateralMagicGauss : kBilateralMagicGauss2;
+    rec->magic = filterType == ippiFilterBilateralGauss ? kBilateralMagicGauss : kBilateralMagicGauss2;
     rec->type = filterType;
 
     float* area = align_up<float>(pBuffer + offset + sizeof(BilateralRecord), 16);

@@ -2,28 +2,23 @@
 //
 // Each output pixel sums its taps in one fixed order (rows of the kernel top
 // to bottom, each left to right) in 32-bit floats; the vector paths work on
-// 4 or 8 neighbouring output pixels at once with that same order per pixel,
+// the set's float lanes of neighbouring output pixels at once with that same
+// order per pixel,
 // so every set gives the same bytes.
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "frame/set.h"
+#include "primitives/bilateral/bilateral_front.h"
 #include "primitives/bilateral/bilateral_record.h"
-
-#include <emmintrin.h>
-#if defined(__AVX__)
-#include <immintrin.h>
-#endif
+#include "primitives/simd/lanes.h"
 
 namespace qm::QM_SET {
 namespace {
 
-struct Taps {
-    const float* weight;  // position weights in tap order
-    const float* value;   // value table centre
-    ptrdiff_t srcStep;
-    int rx, ry, step;
-};
+using namespace lanes;
+using Taps = bilateral::Job;
 
 // The output byte of a weighted mean plus one half. The mean is NaN only
 // when a sigma so small that -0.5 / sigma overflows made the weights NaN;
@@ -47,63 +42,35 @@ Ipp8u filter1(const Ipp8u* s, const Taps& t) {
     return mean_byte(V / W + 0.5f);
 }
 
-inline __m128i bytes4(const Ipp8u* p) {
-    int32_t x;
-    std::memcpy(&x, p, 4);
-    const __m128i z = _mm_setzero_si128();
-    return _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(x), z), z);
+// Four results (0 .. 255 already) as bytes.
+QM_LANES_INLINE void store4(Ipp8u* d, I32x4 r) {
+    const I16x8 w = pack_i16(r, r);
+    store_low4(d, pack_u8(w, w));
 }
 
-inline void store4(Ipp8u* d, __m128i r) {
-    r = _mm_packs_epi32(r, r);
-    const int32_t out = _mm_cvtsi128_si32(_mm_packus_epi16(r, r));
-    std::memcpy(d, &out, 4);
-}
-
-void filter4(const Ipp8u* s, const Taps& t, Ipp8u* d) {
+// V::N neighbouring pixels.
+template <class V>
+void filter_lanes(const Ipp8u* s, const Taps& t, Ipp8u* d) {
     const Taps& k = t;
-    const float *b0 = t.value - s[0], *b1 = t.value - s[1], *b2 = t.value - s[2], *b3 = t.value - s[3];
-    __m128 W = _mm_setzero_ps(), V = _mm_setzero_ps();
+    const float* b[V::N];
+    for (int i = 0; i < V::N; ++i) b[i] = t.value - s[i];
+    V W = zero<V>(), Vs = zero<V>();
     const float* pw = t.weight;
     for (int dy = -k.ry; dy <= k.ry; dy += k.step) {
         const Ipp8u* row = s + dy * t.srcStep;
         for (int dx = -k.rx; dx <= k.rx; dx += k.step) {
             const Ipp8u* p = row + dx;
-            const __m128 val = _mm_setr_ps(b0[p[0]], b1[p[1]], b2[p[2]], b3[p[3]]);
-            const __m128 w = _mm_mul_ps(_mm_set1_ps(*pw++), val);
-            W = _mm_add_ps(W, w);
-            V = _mm_add_ps(V, _mm_mul_ps(_mm_cvtepi32_ps(bytes4(p)), w));
+            const V val = [&]<int... I>(std::integer_sequence<int, I...>) QM_LANES_INLINE_LAMBDA {
+                return lanes_of<V>(b[I][p[I]]...);
+            }(std::make_integer_sequence<int, V::N>{});
+            const V w = mul(all<V>(*pw++), val);
+            W = add(W, w);
+            Vs = add(Vs, mul(bytes_to_float<V>(p), w));
         }
     }
-    store4(d, _mm_cvttps_epi32(_mm_add_ps(_mm_div_ps(V, W), _mm_set1_ps(0.5f))));
+    const auto r = truncate(add(div(Vs, W), all<V>(0.5f)));
+    for (int h = 0; h < V::N / 4; ++h) store4(d + 4 * h, half(r, h));
 }
-
-#if defined(__AVX__)
-void filter8(const Ipp8u* s, const Taps& t, Ipp8u* d) {
-    const Taps& k = t;
-    const float* v = t.value;
-    const float *b0 = v - s[0], *b1 = v - s[1], *b2 = v - s[2], *b3 = v - s[3], *b4 = v - s[4],
-                *b5 = v - s[5], *b6 = v - s[6], *b7 = v - s[7];
-    __m256 W = _mm256_setzero_ps(), V = _mm256_setzero_ps();
-    const float* pw = t.weight;
-    for (int dy = -k.ry; dy <= k.ry; dy += k.step) {
-        const Ipp8u* row = s + dy * t.srcStep;
-        for (int dx = -k.rx; dx <= k.rx; dx += k.step) {
-            const Ipp8u* p = row + dx;
-            const __m256 val = _mm256_setr_ps(b0[p[0]], b1[p[1]], b2[p[2]], b3[p[3]], b4[p[4]], b5[p[5]],
-                                              b6[p[6]], b7[p[7]]);
-            const __m256 w = _mm256_mul_ps(_mm256_set1_ps(*pw++), val);
-            const __m256 x = _mm256_cvtepi32_ps(_mm256_insertf128_si256(_mm256_castsi128_si256(bytes4(p)),
-                                                                        bytes4(p + 4), 1));
-            W = _mm256_add_ps(W, w);
-            V = _mm256_add_ps(V, _mm256_mul_ps(x, w));
-        }
-    }
-    const __m256i r = _mm256_cvttps_epi32(_mm256_add_ps(_mm256_div_ps(V, W), _mm256_set1_ps(0.5f)));
-    store4(d, _mm256_castsi256_si128(r));
-    store4(d + 4, _mm256_extractf128_si256(r, 1));
-}
-#endif
 
 // Square step-1 kernels of radius R, in strips of kStrip columns. The value
 // weight of a pixel pair is the same seen from either pixel (the table is
@@ -241,15 +208,14 @@ private:
     alignas(32) float centre_[kStrip];  // the value weight of a zero difference
 };
 
-void filter_rows(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi, const Taps& taps) {
+void filter_rows(const Ipp8u* pSrc, ptrdiff_t srcStep, Ipp8u* pDst, ptrdiff_t dstStep, IppiSize roi, const Taps& taps) {
     for (int y = 0; y < roi.height; ++y) {
         const Ipp8u* s = pSrc + static_cast<ptrdiff_t>(y) * srcStep;
         Ipp8u* d = pDst + static_cast<ptrdiff_t>(y) * dstStep;
         int x = 0;
-#if defined(__AVX__)
-        for (; x + 8 <= roi.width; x += 8) filter8(s + x, taps, d + x);
-#endif
-        for (; x + 4 <= roi.width; x += 4) filter4(s + x, taps, d + x);
+        // With eight float lanes, the last four-pixel block goes alone.
+        for (; x + kLanes <= roi.width; x += kLanes) filter_lanes<VF>(s + x, taps, d + x);
+        for (; x + 4 <= roi.width; x += 4) filter_lanes<F32x4>(s + x, taps, d + x);
         for (; x < roi.width; ++x) d[x] = filter1(s + x, taps);
     }
 }
@@ -268,35 +234,17 @@ IppStatus ippiFilterBilateralInit_8u_C1R(int filterType, IppiSize maxKernelSize,
 
 IppStatus ippiFilterBilateral_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep,
                                      IppiSize dstRoiSize, IppiSize kernelSize, Ipp8u* pBuffer) {
-    if (pSrc == nullptr || pDst == nullptr || pBuffer == nullptr) return ippStsNullPtrErr;
-    if (dstRoiSize.width < 1 || dstRoiSize.height < 1) return ippStsSizeErr;
-    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
-    if (kernelSize.width < 1 || kernelSize.height < 1) return ippStsMaskSizeErr;
-    const BilateralRecord* rec = bilateral_record(pBuffer);
-    if (rec == nullptr) return ippStsContextMatchErr;
-    // width >> 1 here against (width - 1) >> 1 in the set-up: an even kernel
-    // given to both is refused, as it always has been.
-    const int step = rec->step;
-    const int rx = (kernelSize.width >> 1) / step * step;
-    const int ry = (kernelSize.height >> 1) / step * step;
-    if (rx > rec->radiusX || ry > rec->radiusY) return ippStsMaskSizeErr;
-
-    float* work = rec->work;
-    int n = 0;
-    for (int dy = -ry; dy <= ry; dy += step)
-        for (int dx = -rx; dx <= rx; dx += step) {
-            const int r = std::max(dx < 0 ? -dx : dx, dy < 0 ? -dy : dy);
-            work[n++] = rec->position[r];
-        }
-
-    const Taps taps{work, rec->value, srcStep, rx, ry, step};
+    bilateral::Job job;
+    if (const IppStatus st = bilateral::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, kernelSize, pBuffer, job);
+        st != ippStsNoErr)
+        return st;
     // The scanner's 3 x 3 and 5 x 5 kernels share the value lookups between pixel pairs.
-    if (step == 1 && rx == 1 && ry == 1) {
-        PairStrips<1>(pSrc, srcStep, taps).run(pDst, dstStep, dstRoiSize);
-    } else if (step == 1 && rx == 2 && ry == 2) {
-        PairStrips<2>(pSrc, srcStep, taps).run(pDst, dstStep, dstRoiSize);
-    } else
-        filter_rows(pSrc, srcStep, pDst, dstStep, dstRoiSize, taps);
+    if (job.step == 1 && job.rx == 1 && job.ry == 1)
+        PairStrips<1>(job.src, job.srcStep, job).run(job.dst, job.dstStep, job.roi);
+    else if (job.step == 1 && job.rx == 2 && job.ry == 2)
+        PairStrips<2>(job.src, job.srcStep, job).run(job.dst, job.dstStep, job.roi);
+    else
+        filter_rows(job.src, job.srcStep, job.dst, job.dstStep, job.roi, job);
     return ippStsNoErr;
 }
 

@@ -10,79 +10,13 @@
 #include <type_traits>
 
 #include "frame/set.h"
-
-#include <emmintrin.h>
-#if defined(__SSE4_1__)
-#include <smmintrin.h>
-#endif
-#if defined(__AVX__)
-#include <immintrin.h>
-#endif
+#include "primitives/color/color_front.h"
+#include "primitives/simd/lanes.h"
 
 namespace qm::QM_SET {
 namespace {
 
-// ---- Lanes ------------------------------------------------------------------
-// max(a, b) is a > b ? a : b and min(a, b) is a < b ? a : b, exactly what the
-// max/min instructions do (ties and NaN take the second operand).
-
-struct Lane4 {
-    using V = __m128;
-    [[maybe_unused]] static constexpr int N = 4;
-    static V set(float x) { return _mm_set1_ps(x); }
-    static V load(const float* p) { return _mm_load_ps(p); }
-    static void store(float* p, V v) { _mm_store_ps(p, v); }
-    static void store_trunc(int32_t* p, V v) {
-        _mm_store_si128(reinterpret_cast<__m128i*>(p), _mm_cvttps_epi32(v));
-    }
-    static V add(V a, V b) { return _mm_add_ps(a, b); }
-    static V sub(V a, V b) { return _mm_sub_ps(a, b); }
-    static V mul(V a, V b) { return _mm_mul_ps(a, b); }
-    static V div(V a, V b) { return _mm_div_ps(a, b); }
-    static V max(V a, V b) { return _mm_max_ps(a, b); }
-    static V min(V a, V b) { return _mm_min_ps(a, b); }
-    static V eq(V a, V b) { return _mm_cmpeq_ps(a, b); }
-    static V lt(V a, V b) { return _mm_cmplt_ps(a, b); }
-    static V gt(V a, V b) { return _mm_cmpgt_ps(a, b); }
-    static V not_gt(V a, V b) { return _mm_cmpngt_ps(a, b); }
-    // m ? a : b per lane
-    static V sel(V m, V a, V b) {
-#if defined(__SSE4_1__)
-        return _mm_blendv_ps(b, a, m);
-#else
-        return _mm_or_ps(_mm_and_ps(m, a), _mm_andnot_ps(m, b));
-#endif
-    }
-};
-
-#if defined(__AVX__)
-struct Lane8 {
-    using V = __m256;
-    [[maybe_unused]] static constexpr int N = 8;
-    static V set(float x) { return _mm256_set1_ps(x); }
-    static V load(const float* p) { return _mm256_load_ps(p); }
-    static void store(float* p, V v) { _mm256_store_ps(p, v); }
-    static void store_trunc(int32_t* p, V v) {
-        _mm256_store_si256(reinterpret_cast<__m256i*>(p), _mm256_cvttps_epi32(v));
-    }
-    static V add(V a, V b) { return _mm256_add_ps(a, b); }
-    static V sub(V a, V b) { return _mm256_sub_ps(a, b); }
-    static V mul(V a, V b) { return _mm256_mul_ps(a, b); }
-    static V div(V a, V b) { return _mm256_div_ps(a, b); }
-    static V max(V a, V b) { return _mm256_max_ps(a, b); }
-    static V min(V a, V b) { return _mm256_min_ps(a, b); }
-    static V eq(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_EQ_OQ); }
-    static V lt(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_LT_OS); }
-    static V gt(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_GT_OS); }
-    static V not_gt(V a, V b) { return _mm256_cmp_ps(a, b, _CMP_NGT_US); }
-    // Bitwise rather than blendv: the compiler rewrites a 256-bit blendv on a
-    // compare result into per-lane branches when AVX2 is not enabled.
-    static V sel(V m, V a, V b) { return _mm256_or_ps(_mm256_and_ps(m, a), _mm256_andnot_ps(m, b)); }
-};
-using Lane = Lane8;
-#else
-using Lane = Lane4;
-#endif
+using namespace lanes;
 
 // ---- Members ----------------------------------------------------------------
 // How a member stores its values: 32f as is; the interleaved integer forms
@@ -126,114 +60,114 @@ using Out = std::conditional_t<M::kStore == Store::Float, float, int32_t>;
 
 // Bias, clamp and truncate (or pass through for 32f). The clamp never
 // changes an in-range result; it keeps the narrowing store well defined.
-template <class M, class L>
-inline void put(Out<M>* o, typename L::V v) {
+template <class M>
+QM_LANES_INLINE void put(Out<M>* o, VF v) {
     if constexpr (M::kStore == Store::Float) {
-        L::store(o, v);
+        store_aligned(o, v);
     } else {
         const float bias = M::kStore == Store::Round ? 0.5f : 1e-7f;
-        v = L::min(L::max(L::add(v, L::set(bias)), L::set(0.0f)), L::set(M::kFull));
-        L::store_trunc(o, v);
+        v = min(max(add(v, all<VF>(bias)), all<VF>(0.0f)), all<VF>(M::kFull));
+        store_truncated_aligned(o, v);
     }
 }
 
 // ---- The formulas -------------------------------------------------------------
 
 // R, G, B (as stored, 16s already shifted) to stored H, L, S before narrowing.
-template <class M, class L>
+template <class M>
 inline void rgb_to_hls(const float* pr, const float* pg, const float* pb, Out<M>* oh, Out<M>* ol,
                        Out<M>* os) {
-    using V = typename L::V;
+    using V = VF;
     constexpr bool kIntScale = M::kStore == Store::Round;
-    V r = L::load(pr), g = L::load(pg), b = L::load(pb);
+    V r = load_aligned<VF>(pr), g = load_aligned<VF>(pg), b = load_aligned<VF>(pb);
     if constexpr (M::kStore == Store::Truncate) {
-        r = L::div(r, L::set(255.0f));
-        g = L::div(g, L::set(255.0f));
-        b = L::div(b, L::set(255.0f));
+        r = div(r, all<VF>(255.0f));
+        g = div(g, all<VF>(255.0f));
+        b = div(b, all<VF>(255.0f));
     }
     // Ties keep the earlier channel.
-    const V mx = L::max(b, L::max(g, r));
-    const V mn = L::min(b, L::min(g, r));
-    const V delta = L::sub(mx, mn);
-    const V sum = L::add(mx, mn);
-    const V l = L::mul(sum, L::set(0.5f));
+    const V mx = max(b, max(g, r));
+    const V mn = min(b, min(g, r));
+    const V delta = sub(mx, mn);
+    const V sum = add(mx, mn);
+    const V l = mul(sum, all<VF>(0.5f));
     // Integer inputs differ by at least one step, so they test for zero;
     // float inputs treat anything within the float epsilon as grey.
-    const V grey = M::kStore == Store::Float ? L::not_gt(delta, L::set(1.1920929e-07f))
-                                             : L::eq(delta, L::set(0.0f));
+    const V grey = M::kStore == Store::Float ? not_gt(delta, all<VF>(1.1920929e-07f))
+                                             : eq(delta, all<VF>(0.0f));
     const float full = kIntScale ? M::kFull : 1.0f;
-    const V upper = L::gt(l, L::set(full * 0.5f));
-    V s = L::div(delta, L::sel(upper, L::sub(L::set(2.0f * full), sum), sum));
+    const V upper = gt(l, all<VF>(full * 0.5f));
+    V s = div(delta, select(upper, sub(all<VF>(2.0f * full), sum), sum));
     // Hue: R wins over G, G over B.
-    const V isR = L::eq(r, mx);
-    const V isG = L::eq(g, mx);
-    const V num = L::sel(isR, L::sub(g, b), L::sel(isG, L::sub(b, r), L::sub(r, g)));
-    const V q = L::div(L::mul(num, L::set(60.0f)), delta);
-    V h = L::sel(isR, q, L::add(q, L::sel(isG, L::set(120.0f), L::set(240.0f))));
-    h = L::sel(L::lt(h, L::set(0.0f)), L::add(h, L::set(360.0f)), h);
-    const V zero = L::set(0.0f);
-    h = L::sel(grey, zero, h);
-    s = L::sel(grey, zero, s);
+    const V isR = eq(r, mx);
+    const V isG = eq(g, mx);
+    const V num = select(isR, sub(g, b), select(isG, sub(b, r), sub(r, g)));
+    const V q = div(mul(num, all<VF>(60.0f)), delta);
+    V h = select(isR, q, add(q, select(isG, all<VF>(120.0f), all<VF>(240.0f))));
+    h = select(lt(h, all<VF>(0.0f)), add(h, all<VF>(360.0f)), h);
+    const V zero = all<VF>(0.0f);
+    h = select(grey, zero, h);
+    s = select(grey, zero, s);
 
     V sh, sl, ss;
     if constexpr (M::kStore == Store::Float) {
-        sh = L::div(h, L::set(360.0f));
+        sh = div(h, all<VF>(360.0f));
         sl = l;
         ss = s;
     } else {
-        sh = L::div(L::mul(h, L::set(M::kFull)), L::set(360.0f));
-        sl = kIntScale ? l : L::mul(l, L::set(M::kFull));
-        ss = L::mul(s, L::set(M::kFull));
+        sh = div(mul(h, all<VF>(M::kFull)), all<VF>(360.0f));
+        sl = kIntScale ? l : mul(l, all<VF>(M::kFull));
+        ss = mul(s, all<VF>(M::kFull));
     }
-    put<M, L>(oh, sh);
-    put<M, L>(ol, sl);
-    put<M, L>(os, ss);
+    put<M>(oh, sh);
+    put<M>(ol, sl);
+    put<M>(os, ss);
 }
 
 // Stored H, L, S (16s already shifted) to stored R, G, B before narrowing.
-template <class M, class L>
+template <class M>
 inline void hls_to_rgb(const float* ph, const float* pl, const float* ps, Out<M>* orr, Out<M>* og,
                        Out<M>* ob) {
-    using V = typename L::V;
-    V h = L::load(ph), l = L::load(pl), s = L::load(ps);
+    using V = VF;
+    V h = load_aligned<VF>(ph), l = load_aligned<VF>(pl), s = load_aligned<VF>(ps);
     if constexpr (M::kStore == Store::Float) {
-        h = L::mul(h, L::set(360.0f));
+        h = mul(h, all<VF>(360.0f));
     } else {
-        h = L::div(L::mul(h, L::set(360.0f)), L::set(M::kFull));
-        l = L::div(l, L::set(M::kFull));
-        s = L::div(s, L::set(M::kFull));
+        h = div(mul(h, all<VF>(360.0f)), all<VF>(M::kFull));
+        l = div(l, all<VF>(M::kFull));
+        s = div(s, all<VF>(M::kFull));
     }
-    const V m2 = L::sel(L::gt(l, L::set(0.5f)), L::sub(L::add(l, s), L::mul(l, s)),
-                        L::mul(l, L::add(L::set(1.0f), s)));
-    const V m1 = L::sub(L::mul(L::set(2.0f), l), m2);
-    const V dm = L::sub(m2, m1);
+    const V m2 = select(gt(l, all<VF>(0.5f)), sub(add(l, s), mul(l, s)),
+                        mul(l, add(all<VF>(1.0f), s)));
+    const V m1 = sub(mul(all<VF>(2.0f), l), m2);
+    const V dm = sub(m2, m1);
     const auto f = [&](V x) {
         // The two ramps share one division: x on the rising one, 240 - x on the falling one.
-        const V rising = L::lt(x, L::set(60.0f));
-        const V t = L::sel(rising, x, L::sub(L::set(240.0f), x));
-        const V ramp = L::add(m1, L::div(L::mul(dm, t), L::set(60.0f)));
-        return L::sel(rising, ramp,
-                      L::sel(L::lt(x, L::set(180.0f)), m2, L::sel(L::lt(x, L::set(240.0f)), ramp, m1)));
+        const V rising = lt(x, all<VF>(60.0f));
+        const V t = select(rising, x, sub(all<VF>(240.0f), x));
+        const V ramp = add(m1, div(mul(dm, t), all<VF>(60.0f)));
+        return select(rising, ramp,
+                      select(lt(x, all<VF>(180.0f)), m2, select(lt(x, all<VF>(240.0f)), ramp, m1)));
     };
     // Exactly 360 is not reduced and lands on m1.
-    V xr = L::add(h, L::set(120.0f));
-    xr = L::sel(L::gt(xr, L::set(360.0f)), L::sub(xr, L::set(360.0f)), xr);
-    V xb = L::sub(h, L::set(120.0f));
-    xb = L::sel(L::lt(xb, L::set(0.0f)), L::add(xb, L::set(360.0f)), xb);
+    V xr = add(h, all<VF>(120.0f));
+    xr = select(gt(xr, all<VF>(360.0f)), sub(xr, all<VF>(360.0f)), xr);
+    V xb = sub(h, all<VF>(120.0f));
+    xb = select(lt(xb, all<VF>(0.0f)), add(xb, all<VF>(360.0f)), xb);
     // Saturation 0 is grey in every member, the planar one included: there the
     // formula alone would also give L (m1 = m2 = L), the select makes it explicit.
-    const V grey = L::eq(s, L::set(0.0f));
-    V r = L::sel(grey, l, f(xr));
-    V g = L::sel(grey, l, f(h));
-    V b = L::sel(grey, l, f(xb));
+    const V grey = eq(s, all<VF>(0.0f));
+    V r = select(grey, l, f(xr));
+    V g = select(grey, l, f(h));
+    V b = select(grey, l, f(xb));
     if constexpr (M::kStore != Store::Float) {
-        r = L::mul(r, L::set(M::kFull));
-        g = L::mul(g, L::set(M::kFull));
-        b = L::mul(b, L::set(M::kFull));
+        r = mul(r, all<VF>(M::kFull));
+        g = mul(g, all<VF>(M::kFull));
+        b = mul(b, all<VF>(M::kFull));
     }
-    put<M, L>(orr, r);
-    put<M, L>(og, g);
-    put<M, L>(ob, b);
+    put<M>(orr, r);
+    put<M>(og, g);
+    put<M>(ob, b);
 }
 
 // ---- Rows -----------------------------------------------------------------------
@@ -260,11 +194,11 @@ inline typename M::T narrow(Out<M> v) {
 
 template <class M, bool kToHls>
 inline void run_block(const float (&in)[3][kBlock], Out<M> (&out)[3][kBlock], int n) {
-    for (int i = 0; i < n; i += Lane::N) {
+    for (int i = 0; i < n; i += VF::N) {
         if constexpr (kToHls)
-            rgb_to_hls<M, Lane>(in[0] + i, in[1] + i, in[2] + i, out[0] + i, out[1] + i, out[2] + i);
+            rgb_to_hls<M>(in[0] + i, in[1] + i, in[2] + i, out[0] + i, out[1] + i, out[2] + i);
         else
-            hls_to_rgb<M, Lane>(in[0] + i, in[1] + i, in[2] + i, out[0] + i, out[1] + i, out[2] + i);
+            hls_to_rgb<M>(in[0] + i, in[1] + i, in[2] + i, out[0] + i, out[1] + i, out[2] + i);
     }
 }
 
@@ -278,8 +212,7 @@ inline T* row_at(T* base, int step, int y) {
 template <class M, bool kToHls>
 IppStatus convert_c3(const typename M::T* pSrc, int srcStep, typename M::T* pDst, int dstStep,
                      IppiSize roi) {
-    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
-    if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;
+    if (const IppStatus st = color::check_interleaved(pSrc, pDst, roi); st != ippStsNoErr) return st;
     alignas(32) float in[3][kBlock] = {};
     alignas(32) Out<M> out[3][kBlock];
     for (int y = 0; y < roi.height; ++y) {
@@ -309,11 +242,8 @@ IppStatus convert_c3(const typename M::T* pSrc, int srcStep, typename M::T* pDst
 template <bool kToHls>
 IppStatus convert_p3(const Ipp8u* const pSrc[3], int srcStep, Ipp8u* const pDst[3], int dstStep,
                      IppiSize roi) {
-    if (pSrc == nullptr || pDst == nullptr || pSrc[0] == nullptr || pSrc[1] == nullptr ||
-        pSrc[2] == nullptr || pDst[0] == nullptr || pDst[1] == nullptr || pDst[2] == nullptr)
-        return ippStsNullPtrErr;
-    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
-    if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;
+    if (const IppStatus st = color::check_planar_hls(pSrc, srcStep, pDst, dstStep, roi); st != ippStsNoErr)
+        return st;
     // The formula takes R, G, B (H, L, S) in that order.
     const int srcPlane[3] = {kToHls ? 2 : 0, 1, kToHls ? 0 : 2};
     const int dstPlane[3] = {kToHls ? 0 : 2, 1, kToHls ? 2 : 0};

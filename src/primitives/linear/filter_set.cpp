@@ -9,19 +9,14 @@
 #include <cstring>
 
 #include "frame/set.h"
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-#if defined(__SSSE3__)
-#include <tmmintrin.h>
-#endif
-#if defined(__AVX__)
-#include <immintrin.h>
-#endif
+#include "primitives/linear/filter_front.h"
+#include "primitives/simd/lanes.h"
 
 namespace qm::QM_SET {
 namespace {
+
+using namespace lanes;
+using linear::Geometry;
 
 // Float to 8 bits: saturate, then round half to even (NaN gives 0).
 inline Ipp8u to_u8(float t) {
@@ -36,24 +31,6 @@ inline Ipp8u to_u8(float t) {
 // images go in vertical strips so the ring fits.
 constexpr int kRingFloats = 16384;
 constexpr int kMinStrip = 16;  // pixels; below that the ring is not worth it
-
-struct Geometry {
-    const Ipp8u* src;  // top-left byte of the window of output (0, 0)
-    ptrdiff_t srcStep;
-    Ipp8u* dst;
-    ptrdiff_t dstStep;
-    int width, height;  // output pixels
-    int kw, kh, ch;
-};
-
-Geometry geometry(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi,
-                  IppiSize ks, IppiPoint anchor, int ch) {
-    // The last kernel element meets the window's top-left pixel.
-    const ptrdiff_t dx = ptrdiff_t{anchor.x} - (ks.width - 1);
-    const ptrdiff_t dy = ptrdiff_t{anchor.y} - (ks.height - 1);
-    return {pSrc + dy * srcStep + dx * ch, srcStep, pDst, dstStep, roi.width, roi.height,
-            ks.width, ks.height, ch};
-}
 
 // ---- float kernels ---------------------------------------------------------
 
@@ -76,79 +53,56 @@ void float_plain(const Geometry& g, const float* kr) {
 
 inline void widen_row(const Ipp8u* s, float* d, int n) {
     int i = 0;
-#if defined(__SSE2__)
-    const __m128i z = _mm_setzero_si128();
     for (; i + 16 <= n; i += 16) {
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i));
-        const __m128i lo = _mm_unpacklo_epi8(b, z), hi = _mm_unpackhi_epi8(b, z);
-        _mm_storeu_ps(d + i, _mm_cvtepi32_ps(_mm_unpacklo_epi16(lo, z)));
-        _mm_storeu_ps(d + i + 4, _mm_cvtepi32_ps(_mm_unpackhi_epi16(lo, z)));
-        _mm_storeu_ps(d + i + 8, _mm_cvtepi32_ps(_mm_unpacklo_epi16(hi, z)));
-        _mm_storeu_ps(d + i + 12, _mm_cvtepi32_ps(_mm_unpackhi_epi16(hi, z)));
+        const U8x16 b = load<U8x16>(s + i);
+        const U16x8 lo = widen_lo(b), hi = widen_hi(b);
+        store(d + i, to_float(widen_lo(lo)));
+        store(d + i + 4, to_float(widen_hi(lo)));
+        store(d + i + 8, to_float(widen_lo(hi)));
+        store(d + i + 12, to_float(widen_hi(hi)));
     }
-#endif
     for (; i < n; ++i) d[i] = static_cast<float>(s[i]);
 }
 
+// U vectors of V output values from e on: the taps in window order, U
+// independent sums in flight per tap, then saturated and rounded half to even
+// (max with 0 first turns NaN into 0).
+template <class V, int U>
+QM_LANES_INLINE void float_block(const float* const* rows, const float* kr, int kw, int kh, int ch, Ipp8u* d, int e) {
+    V a[U];
+    for (int q = 0; q < U; ++q) a[q] = zero<V>();
+    for (int r = 0; r < kh; ++r) {
+        const float* row = rows[r] + e;
+        const float* k = kr + r * kw;
+        for (int c = 0; c < kw; ++c, row += ch) {
+            const V w = all<V>(k[c]);
+            for (int q = 0; q < U; ++q) a[q] = add(a[q], mul(w, load<V>(row + q * V::N)));
+        }
+    }
+    constexpr int kQuarters = U * V::N / 4;
+    I32x4 v[kQuarters];
+    for (int q = 0; q < U; ++q) {
+        const auto rounded = round_even(min(max(a[q], zero<V>()), all<V>(255.0f)));
+        for (int h = 0; h < V::N / 4; ++h) v[q * (V::N / 4) + h] = half(rounded, h);
+    }
+    if constexpr (kQuarters == 1) {
+        const I16x8 b = pack_i16(v[0], v[0]);
+        store_low4(d + e, pack_u8(b, b));
+    } else {
+        for (int q = 0; q < kQuarters; q += 4)
+            store(d + e + 4 * q, pack_u8(pack_i16(v[q], v[q + 1]), pack_i16(v[q + 2], v[q + 3])));
+    }
+}
+
 // One output row of a strip: `rows[r]` are the window's float rows, n values.
-// Blocks of 4 vectors keep four independent sums in flight per tap.
+// Blocks of four vectors keep four independent sums in flight per tap; the
+// row's end takes blocks of 16 and 4 values, then single values.
 void float_row(const float* const* rows, const float* kr, int kw, int kh, int ch, Ipp8u* d, int n) {
     int e = 0;
-#if defined(__AVX__)
-    const __m256 zero8 = _mm256_setzero_ps(), top8 = _mm256_set1_ps(255.0f);
-    auto pack8 = [&](__m256 v) {
-        // max(v, 0) turns NaN into 0; the conversion rounds half to even.
-        const __m256i i = _mm256_cvtps_epi32(_mm256_min_ps(_mm256_max_ps(v, zero8), top8));
-        return _mm_packs_epi32(_mm256_castsi256_si128(i), _mm256_extractf128_si256(i, 1));
-    };
-    for (; e + 32 <= n; e += 32) {
-        __m256 a0 = zero8, a1 = zero8, a2 = zero8, a3 = zero8;
-        for (int r = 0; r < kh; ++r) {
-            const float* row = rows[r] + e;
-            const float* k = kr + r * kw;
-            for (int c = 0; c < kw; ++c, row += ch) {
-                const __m256 w = _mm256_broadcast_ss(k + c);
-                a0 = _mm256_add_ps(a0, _mm256_mul_ps(w, _mm256_loadu_ps(row)));
-                a1 = _mm256_add_ps(a1, _mm256_mul_ps(w, _mm256_loadu_ps(row + 8)));
-                a2 = _mm256_add_ps(a2, _mm256_mul_ps(w, _mm256_loadu_ps(row + 16)));
-                a3 = _mm256_add_ps(a3, _mm256_mul_ps(w, _mm256_loadu_ps(row + 24)));
-            }
-        }
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e), _mm_packus_epi16(pack8(a0), pack8(a1)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e + 16), _mm_packus_epi16(pack8(a2), pack8(a3)));
-    }
-#endif
-#if defined(__SSE2__)
-    const __m128 zero = _mm_setzero_ps(), top = _mm_set1_ps(255.0f);
-    auto cvt = [&](__m128 v) { return _mm_cvtps_epi32(_mm_min_ps(_mm_max_ps(v, zero), top)); };
-    for (; e + 16 <= n; e += 16) {
-        __m128 a0 = zero, a1 = zero, a2 = zero, a3 = zero;
-        for (int r = 0; r < kh; ++r) {
-            const float* row = rows[r] + e;
-            const float* k = kr + r * kw;
-            for (int c = 0; c < kw; ++c, row += ch) {
-                const __m128 w = _mm_set1_ps(k[c]);
-                a0 = _mm_add_ps(a0, _mm_mul_ps(w, _mm_loadu_ps(row)));
-                a1 = _mm_add_ps(a1, _mm_mul_ps(w, _mm_loadu_ps(row + 4)));
-                a2 = _mm_add_ps(a2, _mm_mul_ps(w, _mm_loadu_ps(row + 8)));
-                a3 = _mm_add_ps(a3, _mm_mul_ps(w, _mm_loadu_ps(row + 12)));
-            }
-        }
-        const __m128i lo = _mm_packs_epi32(cvt(a0), cvt(a1)), hi = _mm_packs_epi32(cvt(a2), cvt(a3));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e), _mm_packus_epi16(lo, hi));
-    }
-    for (; e + 4 <= n; e += 4) {
-        __m128 a = zero;
-        for (int r = 0; r < kh; ++r) {
-            const float* row = rows[r] + e;
-            const float* k = kr + r * kw;
-            for (int c = 0; c < kw; ++c, row += ch) a = _mm_add_ps(a, _mm_mul_ps(_mm_set1_ps(k[c]), _mm_loadu_ps(row)));
-        }
-        const __m128i b = _mm_packs_epi32(cvt(a), cvt(a));
-        const int four = _mm_cvtsi128_si32(_mm_packus_epi16(b, b));
-        std::memcpy(d + e, &four, 4);
-    }
-#endif
+    for (; e + 4 * kLanes <= n; e += 4 * kLanes) float_block<VF, 4>(rows, kr, kw, kh, ch, d, e);
+    if constexpr (kWideFloat)
+        for (; e + 16 <= n; e += 16) float_block<F32x4, 4>(rows, kr, kw, kh, ch, d, e);
+    for (; e + 4 <= n; e += 4) float_block<F32x4, 1>(rows, kr, kw, kh, ch, d, e);
     for (; e < n; ++e) {
         float s = 0.0f;
         for (int r = 0; r < kh; ++r) {
@@ -216,15 +170,8 @@ void float_filter(const Geometry& g, const float* kernel) {
 
 inline Ipp8u clamp_u8(int32_t v) { return static_cast<Ipp8u>(v < 0 ? 0 : v > 255 ? 255 : v); }
 
-// The three divisor rules, chosen once per call.
-struct Divide {
-    enum Rule { One, Shift, Reciprocal } rule;
-    int k;         // Shift: divisor = 2^k
-    float recip;   // Reciprocal: single-precision 1 / divisor
-    explicit Divide(int divisor)
-        : rule(divisor == 1 ? One : (divisor > 1 && (divisor & (divisor - 1)) == 0) ? Shift : Reciprocal),
-          k(rule == Shift ? __builtin_ctz(static_cast<unsigned>(divisor)) : 0),
-          recip(1.0f / static_cast<float>(divisor)) {}
+// The divisor rule the front chose, applied.
+struct Divide : linear::DivideRule {
     Ipp8u operator()(int32_t s) const {
         if (rule == One) return clamp_u8(s);
         if (rule == Reciprocal) return to_u8(static_cast<float>(s) * recip);
@@ -233,23 +180,21 @@ struct Divide {
         const int32_t half = int32_t{1} << (k - 1), q = s >> k, rem = s & ((int32_t{1} << k) - 1);
         return clamp_u8(q + ((rem > half || (rem == half && (q & 1))) ? 1 : 0));
     }
-#if defined(__SSE2__)
     // Four sums to four values in 0..255, in 32-bit lanes.
-    __m128i operator()(__m128i s) const {
+    I32x4 operator()(I32x4 s) const {
         if (rule == One) return s;  // the final packs saturate
         if (rule == Reciprocal) {
-            const __m128 t = _mm_mul_ps(_mm_cvtepi32_ps(s), _mm_set1_ps(recip));
-            return _mm_cvtps_epi32(_mm_min_ps(_mm_max_ps(t, _mm_setzero_ps()), _mm_set1_ps(255.0f)));
+            const F32x4 t = mul(to_float(s), all<F32x4>(recip));
+            return round_even(min(max(t, zero<F32x4>()), all<F32x4>(255.0f)));
         }
         // (s + half - 1 + (q & 1)) >> k rounds half to even for s > 0; the sum
         // stays below 2^32, so a logical shift is exact.
-        const __m128i cnt = _mm_cvtsi32_si128(k);
-        const __m128i odd = _mm_and_si128(_mm_srl_epi32(s, cnt), _mm_set1_epi32(1));
-        const __m128i bias = _mm_add_epi32(_mm_set1_epi32((int32_t{1} << (k - 1)) - 1), odd);
-        const __m128i q = _mm_srl_epi32(_mm_add_epi32(s, bias), cnt);
-        return _mm_and_si128(q, _mm_cmpgt_epi32(s, _mm_setzero_si128()));
+        const I32x4 cnt = int_in_lane0<I32x4>(k);
+        const I32x4 odd = bit_and(shr(s, cnt), all<I32x4>(1));
+        const I32x4 bias = add(all<I32x4>((int32_t{1} << (k - 1)) - 1), odd);
+        const I32x4 q = shr(add(s, bias), cnt);
+        return bit_and(q, gt(s, zero<I32x4>()));
     }
-#endif
 };
 
 // Sums wrap in 32 bits; unsigned arithmetic keeps that defined. The order of
@@ -278,7 +223,6 @@ void int_plain(const Geometry& g, const Ipp32s* kernel, const Divide& finish, in
     }
 }
 
-#if defined(__SSE2__)
 // w * p mod 2^32 = lo16(w) * p + (hi16(w) * p mod 2^16) << 16 for bytes p:
 // the first part is exact in 16x16->32 multiplies, the second only needs
 // 16-bit lanes. 16 values per step.
@@ -291,36 +235,37 @@ void int_vector(const Geometry& g, const Ipp32s* kernel, const Divide& finish) {
         wl[t] = static_cast<int16_t>(w & 0xFFFF);
         wh[t] = static_cast<int16_t>(w >> 16);
     }
-    const __m128i z = _mm_setzero_si128();
+    const I32x4 z = zero<I32x4>();
+    const U16x8 z16 = zero<U16x8>();
     const int last = n - 16;
     for (int y = 0; y < g.height; ++y) {
         Ipp8u* d = g.dst + y * g.dstStep;
         const Ipp8u* top = g.src + y * g.srcStep;
         for (int e = 0; e <= last; e += 16) {
-            __m128i l0 = z, l1 = z, l2 = z, l3 = z, h0 = z, h1 = z;
+            I32x4 l0 = z, l1 = z, l2 = z, l3 = z;
+            U16x8 h0 = z16, h1 = z16;
             int t = 0;
             for (int r = 0; r < g.kh; ++r) {
                 const Ipp8u* row = top + r * g.srcStep + e;
                 for (int c = 0; c < g.kw; ++c, ++t, row += g.ch) {
-                    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row));
-                    const __m128i p0 = _mm_unpacklo_epi8(b, z), p1 = _mm_unpackhi_epi8(b, z);
-                    const __m128i lo = _mm_set1_epi16(wl[t]), hi = _mm_set1_epi16(wh[t]);
-                    const __m128i m0l = _mm_mullo_epi16(p0, lo), m0h = _mm_mulhi_epu16(p0, lo);
-                    const __m128i m1l = _mm_mullo_epi16(p1, lo), m1h = _mm_mulhi_epu16(p1, lo);
-                    l0 = _mm_add_epi32(l0, _mm_unpacklo_epi16(m0l, m0h));
-                    l1 = _mm_add_epi32(l1, _mm_unpackhi_epi16(m0l, m0h));
-                    l2 = _mm_add_epi32(l2, _mm_unpacklo_epi16(m1l, m1h));
-                    l3 = _mm_add_epi32(l3, _mm_unpackhi_epi16(m1l, m1h));
-                    h0 = _mm_add_epi16(h0, _mm_mullo_epi16(p0, hi));
-                    h1 = _mm_add_epi16(h1, _mm_mullo_epi16(p1, hi));
+                    const U8x16 b = load<U8x16>(row);
+                    const U16x8 p0 = widen_lo(b), p1 = widen_hi(b);
+                    const U16x8 lo = all<U16x8>(wl[t]), hi = all<U16x8>(wh[t]);
+                    const U16x8 m0l = mullo(p0, lo), m0h = mulhi(p0, lo);
+                    const U16x8 m1l = mullo(p1, lo), m1h = mulhi(p1, lo);
+                    l0 = add(l0, as<I32x4>(interleave_lo(m0l, m0h)));
+                    l1 = add(l1, as<I32x4>(interleave_hi(m0l, m0h)));
+                    l2 = add(l2, as<I32x4>(interleave_lo(m1l, m1h)));
+                    l3 = add(l3, as<I32x4>(interleave_hi(m1l, m1h)));
+                    h0 = add(h0, mullo(p0, hi));
+                    h1 = add(h1, mullo(p1, hi));
                 }
             }
-            const __m128i s0 = finish(_mm_add_epi32(l0, _mm_unpacklo_epi16(z, h0)));
-            const __m128i s1 = finish(_mm_add_epi32(l1, _mm_unpackhi_epi16(z, h0)));
-            const __m128i s2 = finish(_mm_add_epi32(l2, _mm_unpacklo_epi16(z, h1)));
-            const __m128i s3 = finish(_mm_add_epi32(l3, _mm_unpackhi_epi16(z, h1)));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e),
-                             _mm_packus_epi16(_mm_packs_epi32(s0, s1), _mm_packs_epi32(s2, s3)));
+            const I32x4 s0 = finish(add(l0, as<I32x4>(interleave_lo(z16, h0))));
+            const I32x4 s1 = finish(add(l1, as<I32x4>(interleave_hi(z16, h0))));
+            const I32x4 s2 = finish(add(l2, as<I32x4>(interleave_lo(z16, h1))));
+            const I32x4 s3 = finish(add(l3, as<I32x4>(interleave_hi(z16, h1))));
+            store(d + e, pack_u8(pack_i16(s0, s1), pack_i16(s2, s3)));
         }
         // The row's last values: the scalar loop, one row at a time.
         const int done = n >= 16 ? (n / 16) * 16 : 0;
@@ -345,7 +290,7 @@ struct TapPairs {
     static constexpr int kMax = 512;  // pairs: kernels up to 1024 taps
     int count = 0;
     ptrdiff_t off[kMax][2];     // byte offsets from the window's top-left
-    alignas(16) __m128i w[kMax];  // the pair's weights, broadcast
+    I16x8 w[kMax];                // the pair's weights, broadcast
 
     // Taps in window order, two at a time; an odd last tap pairs with itself
     // under a zero weight.
@@ -381,87 +326,73 @@ Range weight_range(const Ipp32s* kernel, int64_t taps) {
 // range: -32768..32767).
 struct Finish16 {
     const Divide& div;
-    __m128i bias, one, cnt;
-    __m128 scaled;
+    I16x8 bias, one;
+    I32x4 cnt;
+    F32x4 scaled;
     explicit Finish16(const Divide& d)
         : div(d),
-          bias(_mm_set1_epi16(static_cast<int16_t>(d.rule == Divide::Shift && d.k <= 15 ? (1 << (d.k - 1)) - 1 : 0))),
-          one(_mm_set1_epi16(1)),
-          cnt(_mm_cvtsi32_si128(d.k)),
+          bias(all<I16x8>(d.rule == Divide::Shift && d.k <= 15 ? (1 << (d.k - 1)) - 1 : 0)),
+          one(all<I16x8>(1)),
+          cnt(int_in_lane0<I32x4>(d.k)),
           // S * 2^16 * (r * 2^-16) rounds like S * r: powers of two scale exactly.
-          scaled(_mm_set1_ps(d.recip * (1.0f / 65536.0f))) {}
+          scaled(all<F32x4>(d.recip * (1.0f / 65536.0f))) {}
 
-    __m128i half(__m128i s) const {  // eight values in 16-bit lanes
+    I16x8 half(I16x8 s) const {  // eight values in 16-bit lanes
         if (div.rule == Divide::Shift) {
             // As the 32-bit rule; S + bias stays below 2^16 for k <= 15.
-            const __m128i b = _mm_add_epi16(bias, _mm_and_si128(_mm_srl_epi16(s, cnt), one));
-            const __m128i q = _mm_srl_epi16(_mm_add_epi16(s, b), cnt);
-            return _mm_and_si128(q, _mm_cmpgt_epi16(s, _mm_setzero_si128()));
+            const I16x8 b = add(bias, bit_and(shr(s, cnt), one));
+            const I16x8 q = shr(add(s, b), cnt);
+            return bit_and(q, gt(s, zero<I16x8>()));
         }
         // |t| <= 32768: the conversions cannot overflow and the packs clamp
         // to 0..255 as the saturating rule does.
-        const __m128i z = _mm_setzero_si128();
-        const __m128i a = _mm_cvtps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(_mm_unpacklo_epi16(z, s)), scaled));
-        const __m128i b = _mm_cvtps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(_mm_unpackhi_epi16(z, s)), scaled));
-        return _mm_packs_epi32(a, b);
+        const I16x8 z = zero<I16x8>();
+        const I32x4 a = round_even(mul(to_float(as<I32x4>(interleave_lo(z, s))), scaled));
+        const I32x4 b = round_even(mul(to_float(as<I32x4>(interleave_hi(z, s))), scaled));
+        return pack_i16(a, b);
     }
 
-    __m128i operator()(__m128i lo, __m128i hi) const {
-        if (div.rule == Divide::One) return _mm_packus_epi16(lo, hi);  // clamps exactly
+    U8x16 operator()(I16x8 lo, I16x8 hi) const {
+        if (div.rule == Divide::One) return pack_u8(lo, hi);  // clamps exactly
         if (div.rule == Divide::Shift && div.k > 15) {
-            const __m128i s0 = div(_mm_srai_epi32(_mm_unpacklo_epi16(lo, lo), 16));
-            const __m128i s1 = div(_mm_srai_epi32(_mm_unpackhi_epi16(lo, lo), 16));
-            const __m128i s2 = div(_mm_srai_epi32(_mm_unpacklo_epi16(hi, hi), 16));
-            const __m128i s3 = div(_mm_srai_epi32(_mm_unpackhi_epi16(hi, hi), 16));
-            return _mm_packus_epi16(_mm_packs_epi32(s0, s1), _mm_packs_epi32(s2, s3));
+            const I32x4 s0 = div(widen_lo(lo)), s1 = div(widen_hi(lo));
+            const I32x4 s2 = div(widen_lo(hi)), s3 = div(widen_hi(hi));
+            return pack_u8(pack_i16(s0, s1), pack_i16(s2, s3));
         }
-        return _mm_packus_epi16(half(lo), half(hi));
+        return pack_u8(half(lo), half(hi));
     }
 };
-
-// Runs block(e) over 16-value blocks of a row of n >= 16 values; the last one
-// is shifted back to end at n (a few values are computed twice).
-template <typename Block>
-inline void each_block(int n, Block&& block) {
-    int e = 0;
-    for (; e + 16 <= n; e += 16) block(e);
-    if (e < n) block(n - 16);
-}
 
 void short_pairs(const Geometry& g, const Ipp32s* kernel, const Divide& finish) {
     TapPairs pairs;
     pairs.window_order(g, kernel, [](int32_t a, int32_t b) {
-        return _mm_set1_epi32(static_cast<int32_t>((static_cast<uint32_t>(b) << 16) | (static_cast<uint32_t>(a) & 0xFFFF)));
+        return as<I16x8>(
+            all<I32x4>(static_cast<int32_t>((static_cast<uint32_t>(b) << 16) | (static_cast<uint32_t>(a) & 0xFFFF))));
     });
     const int n = g.width * g.ch;
-    const __m128i z = _mm_setzero_si128();
+    const I32x4 z = zero<I32x4>();
     for (int y = 0; y < g.height; ++y) {
         const Ipp8u* top = g.src + y * g.srcStep;
         Ipp8u* d = g.dst + y * g.dstStep;
-        each_block(n, [&](int e) {
-            __m128i a0 = z, a1 = z, a2 = z, a3 = z;
+        walk_blocks<16>(n, [&](int e) {
+            I32x4 a0 = z, a1 = z, a2 = z, a3 = z;
             for (int p = 0; p < pairs.count; ++p) {
-                const __m128i b0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + pairs.off[p][0] + e));
-                const __m128i b1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + pairs.off[p][1] + e));
+                const U8x16 b0 = load<U8x16>(top + pairs.off[p][0] + e);
+                const U8x16 b1 = load<U8x16>(top + pairs.off[p][1] + e);
                 // Interleaved bytes widen to (first, second) 16-bit pairs.
-                const __m128i il = _mm_unpacklo_epi8(b0, b1), ih = _mm_unpackhi_epi8(b0, b1);
-                const __m128i w = pairs.w[p];
-                a0 = _mm_add_epi32(a0, _mm_madd_epi16(_mm_unpacklo_epi8(il, z), w));
-                a1 = _mm_add_epi32(a1, _mm_madd_epi16(_mm_unpackhi_epi8(il, z), w));
-                a2 = _mm_add_epi32(a2, _mm_madd_epi16(_mm_unpacklo_epi8(ih, z), w));
-                a3 = _mm_add_epi32(a3, _mm_madd_epi16(_mm_unpackhi_epi8(ih, z), w));
+                const U8x16 il = interleave_lo(b0, b1), ih = interleave_hi(b0, b1);
+                const I16x8 w = pairs.w[p];
+                a0 = add(a0, madd(as<I16x8>(widen_lo(il)), w));
+                a1 = add(a1, madd(as<I16x8>(widen_hi(il)), w));
+                a2 = add(a2, madd(as<I16x8>(widen_lo(ih)), w));
+                a3 = add(a3, madd(as<I16x8>(widen_hi(ih)), w));
             }
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e),
-                             _mm_packus_epi16(_mm_packs_epi32(finish(a0), finish(a1)),
-                                              _mm_packs_epi32(finish(a2), finish(a3))));
+            store(d + e, pack_u8(pack_i16(finish(a0), finish(a1)), pack_i16(finish(a2), finish(a3))));
         });
     }
 }
 
-#if defined(__SSSE3__)
-inline __m128i byte_pair(int32_t a, int32_t b) {
-    return _mm_set1_epi16(static_cast<int16_t>(((b & 0xFF) << 8) | (a & 0xFF)));
-}
+inline I16x8 byte_pair(int32_t a, int32_t b) { return all<I16x8>(((b & 0xFF) << 8) | (a & 0xFF)); }
 
 // Any layout: the two taps' bytes are interleaved, then multiplied and added
 // in one step.
@@ -470,15 +401,16 @@ void narrow_pairs(const Geometry& g, const TapPairs& pairs, const Finish16& fini
     for (int y = 0; y < g.height; ++y) {
         const Ipp8u* top = g.src + y * g.srcStep;
         Ipp8u* d = g.dst + y * g.dstStep;
-        each_block(n, [&](int e) {
-            __m128i lo = _mm_setzero_si128(), hi = lo;
+        walk_blocks<16>(n, [&](int e) {
+            I16x8 lo = zero<I16x8>(), hi = lo;
             for (int p = 0; p < pairs.count; ++p) {
-                const __m128i b0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + pairs.off[p][0] + e));
-                const __m128i b1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + pairs.off[p][1] + e));
-                lo = _mm_add_epi16(lo, _mm_maddubs_epi16(_mm_unpacklo_epi8(b0, b1), pairs.w[p]));
-                hi = _mm_add_epi16(hi, _mm_maddubs_epi16(_mm_unpackhi_epi8(b0, b1), pairs.w[p]));
+                const U8x16 b0 = load<U8x16>(top + pairs.off[p][0] + e);
+                const U8x16 b1 = load<U8x16>(top + pairs.off[p][1] + e);
+                const I8x16 w = as<I8x16>(pairs.w[p]);
+                lo = add(lo, maddubs(interleave_lo(b0, b1), w));
+                hi = add(hi, maddubs(interleave_hi(b0, b1), w));
             }
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + e), finish(lo, hi));
+            store(d + e, finish(lo, hi));
         });
     }
 }
@@ -493,18 +425,17 @@ void narrow_pairs(const Geometry& g, const TapPairs& pairs, const Finish16& fini
 template <int KW>
 struct GreyRows {
     int kw, pairsPerRow;
-    const __m128i* w;  // pairsPerRow per window row
+    const I16x8* w;  // pairsPerRow per window row
 
     // Adds window row r (weights) over the source row at p.
-    inline void add(const Ipp8u* p, int r, __m128i& even, __m128i& odd) const {
+    inline void add_row(const Ipp8u* p, int r, I16x8& even, I16x8& odd) const {
         const int n = KW ? KW : kw;
-        const __m128i* wr = w + r * (KW ? (KW + 1) / 2 : pairsPerRow);
+        const I16x8* wr = w + r * (KW ? (KW + 1) / 2 : pairsPerRow);
         for (int c = 0, j = 0; c < n; c += 2, ++j) {
             const int c0 = c + 1 == n ? c - 1 : c;
-            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + c0));
-            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + c0 + 1));
-            even = _mm_add_epi16(even, _mm_maddubs_epi16(a, wr[j]));
-            odd = _mm_add_epi16(odd, _mm_maddubs_epi16(b, wr[j]));
+            const I8x16 wj = as<I8x16>(wr[j]);
+            even = add(even, maddubs(load<U8x16>(p + c0), wj));
+            odd = add(odd, maddubs(load<U8x16>(p + c0 + 1), wj));
         }
     }
 };
@@ -513,25 +444,24 @@ template <int KW>
 void narrow_grey_rows(const Geometry& g, const GreyRows<KW>& rows, const Finish16& finish) {
     const int n = g.width;
     const ptrdiff_t step = g.srcStep;
-    auto out = [&](Ipp8u* d, __m128i even, __m128i odd) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d),
-                         finish(_mm_unpacklo_epi16(even, odd), _mm_unpackhi_epi16(even, odd)));
+    auto out = [&](Ipp8u* d, I16x8 even, I16x8 odd) {
+        store(d, finish(interleave_lo(even, odd), interleave_hi(even, odd)));
     };
     int y = 0;
     for (; y + 2 <= g.height; y += 2) {
         const Ipp8u* top = g.src + y * step;
         Ipp8u* d0 = g.dst + y * g.dstStep;
         Ipp8u* d1 = d0 + g.dstStep;
-        each_block(n, [&](int e) {
-            __m128i e0 = _mm_setzero_si128(), o0 = e0, e1 = e0, o1 = e0;
+        walk_blocks<16>(n, [&](int e) {
+            I16x8 e0 = zero<I16x8>(), o0 = e0, e1 = e0, o1 = e0;
             const Ipp8u* p = top + e;
-            rows.add(p, 0, e0, o0);
+            rows.add_row(p, 0, e0, o0);
             for (int r = 1; r < g.kh; ++r) {
                 p += step;
-                rows.add(p, r, e0, o0);
-                rows.add(p, r - 1, e1, o1);
+                rows.add_row(p, r, e0, o0);
+                rows.add_row(p, r - 1, e1, o1);
             }
-            rows.add(p + step, g.kh - 1, e1, o1);
+            rows.add_row(p + step, g.kh - 1, e1, o1);
             out(d0 + e, e0, o0);
             out(d1 + e, e1, o1);
         });
@@ -539,9 +469,9 @@ void narrow_grey_rows(const Geometry& g, const GreyRows<KW>& rows, const Finish1
     if (y < g.height) {
         const Ipp8u* top = g.src + y * step;
         Ipp8u* d = g.dst + y * g.dstStep;
-        each_block(n, [&](int e) {
-            __m128i even = _mm_setzero_si128(), odd = even;
-            for (int r = 0; r < g.kh; ++r) rows.add(top + r * step + e, r, even, odd);
+        walk_blocks<16>(n, [&](int e) {
+            I16x8 even = zero<I16x8>(), odd = even;
+            for (int r = 0; r < g.kh; ++r) rows.add_row(top + r * step + e, r, even, odd);
             out(d + e, even, odd);
         });
     }
@@ -573,21 +503,19 @@ void narrow(const Geometry& g, const Ipp32s* kernel, const Divide& divide) {
         narrow_pairs(g, pairs, finish);
     }
 }
-#endif
-#endif
 
-void int_dispatch(const Geometry& g, const Ipp32s* kernel, int divisor) {
-    const Divide finish(divisor);
-#if defined(__SSE2__)
+void int_filter(const linear::IntJob& job) {
+    const Geometry& g = job.g;
+    const Ipp32s* kernel = job.kernel;
+    const Divide finish{job.divide};
     const int64_t taps = int64_t{g.kw} * g.kh;
     if (int64_t{g.width} * g.ch >= 16 && taps <= 2 * TapPairs::kMax) {
         const Range range = weight_range(kernel, taps);
-#if defined(__SSSE3__)
-        if (range == Range::Narrow) {
+        // Byte pairs need a one-step byte multiply-add to pay off.
+        if (kByteShuffle && range == Range::Narrow) {
             narrow(g, kernel, finish);
             return;
         }
-#endif
         if (range != Range::Wide) {
             short_pairs(g, kernel, finish);
             return;
@@ -597,38 +525,16 @@ void int_dispatch(const Geometry& g, const Ipp32s* kernel, int divisor) {
         int_vector(g, kernel, finish);
         return;
     }
-#endif
     int_plain(g, kernel, finish, 0, 0);
 }
 
-// ---- checks ----------------------------------------------------------------
-
-IppStatus check(const void* pSrc, const void* pDst, const void* pKernel, IppiSize roi, IppiSize ks) {
-    if (pSrc == nullptr || pDst == nullptr || pKernel == nullptr) return ippStsNullPtrErr;
-    if (roi.width <= 0 || roi.height <= 0 || ks.width <= 0 || ks.height <= 0) return ippStsSizeErr;
+IppStatus run(const linear::IntJob& job) {
+    int_filter(job);
     return ippStsNoErr;
 }
 
-IppStatus check_steps(int srcStep, int dstStep, IppiSize roi, IppiSize ks, int ch) {
-    if (int64_t{srcStep} < ch * (int64_t{roi.width} + ks.width - 1) || int64_t{dstStep} < int64_t{ch} * roi.width)
-        return ippStsStepErr;
-    return ippStsNoErr;
-}
-
-IppStatus filter_int(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi,
-                     const Ipp32s* pKernel, IppiSize ks, IppiPoint anchor, int divisor, int ch) {
-    if (IppStatus st = check(pSrc, pDst, pKernel, roi, ks)) return st;
-    if (divisor == 0) return ippStsDivisorErr;
-    if (IppStatus st = check_steps(srcStep, dstStep, roi, ks, ch)) return st;
-    int_dispatch(geometry(pSrc, srcStep, pDst, dstStep, roi, ks, anchor, ch), pKernel, divisor);
-    return ippStsNoErr;
-}
-
-IppStatus filter_float(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi,
-                       const Ipp32f* pKernel, IppiSize ks, IppiPoint anchor, int ch) {
-    if (IppStatus st = check(pSrc, pDst, pKernel, roi, ks)) return st;
-    if (IppStatus st = check_steps(srcStep, dstStep, roi, ks, ch)) return st;
-    float_filter(geometry(pSrc, srcStep, pDst, dstStep, roi, ks, anchor, ch), pKernel);
+IppStatus run(const linear::FloatJob& job) {
+    float_filter(job.g, job.kernel);
     return ippStsNoErr;
 }
 
@@ -636,22 +542,32 @@ IppStatus filter_float(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep,
 
 IppStatus ippiFilter_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                             const Ipp32s* pKernel, IppiSize kernelSize, IppiPoint anchor, int divisor) {
-    return filter_int(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 1);
+    linear::IntJob job;
+    const IppStatus st =
+        linear::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 1, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilter_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                             const Ipp32s* pKernel, IppiSize kernelSize, IppiPoint anchor, int divisor) {
-    return filter_int(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 3);
+    linear::IntJob job;
+    const IppStatus st =
+        linear::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 3, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilter32f_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                const Ipp32f* pKernel, IppiSize kernelSize, IppiPoint anchor) {
-    return filter_float(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 1);
+    linear::FloatJob job;
+    const IppStatus st = linear::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 1, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilter32f_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                const Ipp32f* pKernel, IppiSize kernelSize, IppiPoint anchor) {
-    return filter_float(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 3);
+    linear::FloatJob job;
+    const IppStatus st = linear::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 3, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 }  // namespace qm::QM_SET

@@ -2,61 +2,21 @@
 // in place. Every path keeps running column sums, so the cost per pixel does not
 // grow with the mask; the paths differ only in how a neighbourhood sum becomes a
 // byte, and each path's rounding is part of its output.
-#include <emmintrin.h>
-
 #include <algorithm>
-#include <climits>
 #include <cstdint>
 #include <cstring>
 
 #include "frame/set.h"
-
-#if defined(__SSE4_1__)
-#include <smmintrin.h>
-#endif
+#include "primitives/neighbourhood/box_front.h"
+#include "primitives/simd/lanes.h"
+#include "primitives/simd/work.h"
 
 namespace qm::QM_SET {
 namespace {
 
-// Largest area whose integer products stay inside 32 bits; larger masks use floats.
-constexpr int64_t kMaxIntegerArea = 8100;
-
-// Output = (k * S + r) >> sh in unsigned 32-bit arithmetic.
-struct IntDivisor {
-    uint32_t k, r;
-    int sh;
-};
-
-constexpr IntDivisor kFixed5x5{20971, 262144, 19};  // S / 25, rounded
-constexpr IntDivisor kFixed7x7{5350, 131072, 18};   // S / 49, rounded
-constexpr IntDivisor kFixed3x3{29128, 0, 18};       // S / 9, truncated
-
-// The multiplier is rounded up, so some sums give one more than floor(S / A).
-IntDivisor general_divisor(int64_t area, int maskSum) {
-    if (maskSum == 3) return {4096, 0, 13};  // 1x2 and 2x1
-    const float r = 1.0f / static_cast<float>(area);
-    if (r == 1.0f) return {256, 0, 8};
-    uint32_t u = static_cast<uint32_t>(r * 4294967296.0f);
-    int n = 0;
-    while ((u & 0x80000000u) == 0 && n < 24) {
-        u <<= 1;
-        ++n;
-    }
-    return {(u >> 20) + 1, 0, n + 12};
-}
-
-inline __m128i mullo32(__m128i a, __m128i b) {
-#if defined(__SSE4_1__)
-    return _mm_mullo_epi32(a, b);
-#else
-    const __m128i even = _mm_mul_epu32(a, b);
-    const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(a, 32), _mm_srli_epi64(b, 32));
-    return _mm_unpacklo_epi32(_mm_shuffle_epi32(even, _MM_SHUFFLE(0, 0, 2, 0)),
-                              _mm_shuffle_epi32(odd, _MM_SHUFFLE(0, 0, 2, 0)));
-#endif
-}
-
-inline __m128i load4(const uint32_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+using namespace lanes;
+using box::Geometry;
+using box::IntDivisor;
 
 struct IntFinish {
     IntDivisor d;
@@ -67,29 +27,27 @@ struct IntFinish {
         return static_cast<Ipp8u>(v > 255 ? 255 : v);
     }
     void block16(const uint32_t* s, Ipp8u* out) const {
-        const __m128i k = _mm_set1_epi32(static_cast<int>(d.k));
-        const __m128i r = _mm_set1_epi32(static_cast<int>(d.r));
-        const __m128i sh = _mm_cvtsi32_si128(d.sh);
-        __m128i v[4];
-        for (int q = 0; q < 4; ++q) v[q] = _mm_srl_epi32(_mm_add_epi32(mullo32(load4(s + 4 * q), k), r), sh);
-        const __m128i lo = _mm_packs_epi32(v[0], v[1]);
-        const __m128i hi = _mm_packs_epi32(v[2], v[3]);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(lo, hi));
+        const I32x4 k = all<I32x4>(static_cast<int>(d.k));
+        const I32x4 r = all<I32x4>(static_cast<int>(d.r));
+        const I32x4 sh = int_in_lane0<I32x4>(d.sh);
+        I32x4 v[4];
+        for (int q = 0; q < 4; ++q) v[q] = shr(add(mullo(load<I32x4>(s + 4 * q), k), r), sh);
+        store(out, pack_u8(pack_i16(v[0], v[1]), pack_i16(v[2], v[3])));
     }
     // Sixteen sums held in 16 bits; k < 2^16, so the 32-bit product is exact.
     void block16(const uint16_t* s, Ipp8u* out) const {
-        const __m128i k = _mm_set1_epi16(static_cast<short>(d.k));
-        const __m128i r = _mm_set1_epi32(static_cast<int>(d.r));
-        const __m128i sh = _mm_cvtsi32_si128(d.sh);
-        __m128i half[2];
+        const U16x8 k = all<U16x8>(static_cast<int>(d.k));
+        const I32x4 r = all<I32x4>(static_cast<int>(d.r));
+        const I32x4 sh = int_in_lane0<I32x4>(d.sh);
+        I16x8 half[2];
         for (int q = 0; q < 2; ++q) {
-            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 8 * q));
-            const __m128i lo = _mm_mullo_epi16(v, k), hi = _mm_mulhi_epu16(v, k);
-            const __m128i p0 = _mm_srl_epi32(_mm_add_epi32(_mm_unpacklo_epi16(lo, hi), r), sh);
-            const __m128i p1 = _mm_srl_epi32(_mm_add_epi32(_mm_unpackhi_epi16(lo, hi), r), sh);
-            half[q] = _mm_packs_epi32(p0, p1);
+            const U16x8 v = load<U16x8>(s + 8 * q);
+            const U16x8 lo = mullo(v, k), hi = mulhi(v, k);
+            const I32x4 p0 = shr(add(as<I32x4>(interleave_lo(lo, hi)), r), sh);
+            const I32x4 p1 = shr(add(as<I32x4>(interleave_hi(lo, hi)), r), sh);
+            half[q] = pack_i16(p0, p1);
         }
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(half[0], half[1]));
+        store(out, pack_u8(half[0], half[1]));
     }
 };
 
@@ -116,9 +74,9 @@ void emit_row(const uint32_t* col, int m, int mw, int ch, const IntFinish& fin, 
         int j = 0;
         if (mw <= kDirectWidth) {
             for (; j + 4 <= cnt; j += 4) {
-                __m128i v = load4(c + j);
-                for (int k = 1; k < mw; ++k) v = _mm_add_epi32(v, load4(c + j + k * ch));
-                _mm_store_si128(reinterpret_cast<__m128i*>(s + j), v);
+                I32x4 v = load<I32x4>(c + j);
+                for (int k = 1; k < mw; ++k) v = add(v, load<I32x4>(c + j + k * ch));
+                store_aligned(s + j, v);
             }
             for (; j < cnt; ++j) {
                 uint32_t v = 0;
@@ -134,16 +92,16 @@ void emit_row(const uint32_t* col, int m, int mw, int ch, const IntFinish& fin, 
                 s[0] = carry[0] = v;
                 j = 1;
             }
-            __m128i last = _mm_set1_epi32(static_cast<int>(carry[0]));
+            I32x4 last = all<I32x4>(static_cast<int>(carry[0]));
             for (; j + 4 <= cnt; j += 4) {
-                __m128i d = _mm_sub_epi32(load4(c + j - 1 + mw), load4(c + j - 1));
-                d = _mm_add_epi32(d, _mm_slli_si128(d, 4));
-                d = _mm_add_epi32(d, _mm_slli_si128(d, 8));
-                const __m128i v = _mm_add_epi32(d, last);
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(s + j), v);
-                last = _mm_shuffle_epi32(v, _MM_SHUFFLE(3, 3, 3, 3));
+                I32x4 d = sub(load<I32x4>(c + j - 1 + mw), load<I32x4>(c + j - 1));
+                d = add(d, bytes_up<4>(d));
+                d = add(d, bytes_up<8>(d));
+                const I32x4 v = add(d, last);
+                store(s + j, v);
+                last = broadcast_last(v);
             }
-            uint32_t prev = static_cast<uint32_t>(_mm_cvtsi128_si32(last));
+            uint32_t prev = static_cast<uint32_t>(lane0(last));
             for (; j < cnt; ++j) s[j] = prev = prev + c[j - 1 + mw] - c[j - 1];
             carry[0] = prev;
         } else {
@@ -172,13 +130,13 @@ void emit_row(const uint16_t* col, int m, int mw, int ch, const IntFinish& fin, 
     for (int i0 = 0; i0 < m; i0 += kChunk) {
         const int cnt = std::min(kChunk, m - i0);
         const uint16_t* c = col + i0;
-        const auto at = [c](int j) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(c + j)); };
+        const auto at = [c](int j) { return load<U16x8>(c + j); };
         int j = 0;
         if (mw <= kDirectWidth) {
             for (; j + 8 <= cnt; j += 8) {
-                __m128i v = at(j);
-                for (int k = 1; k < mw; ++k) v = _mm_add_epi16(v, at(j + k * ch));
-                _mm_store_si128(reinterpret_cast<__m128i*>(s + j), v);
+                U16x8 v = at(j);
+                for (int k = 1; k < mw; ++k) v = add(v, at(j + k * ch));
+                store_aligned(s + j, v);
             }
             for (; j < cnt; ++j) {
                 unsigned v = 0;
@@ -192,18 +150,17 @@ void emit_row(const uint16_t* col, int m, int mw, int ch, const IntFinish& fin, 
                 s[0] = carry[0] = static_cast<uint16_t>(v);
                 j = 1;
             }
-            __m128i last = _mm_set1_epi16(static_cast<short>(carry[0]));
+            U16x8 last = all<U16x8>(carry[0]);
             for (; j + 8 <= cnt; j += 8) {
-                __m128i d = _mm_sub_epi16(at(j - 1 + mw), at(j - 1));
-                d = _mm_add_epi16(d, _mm_slli_si128(d, 2));
-                d = _mm_add_epi16(d, _mm_slli_si128(d, 4));
-                d = _mm_add_epi16(d, _mm_slli_si128(d, 8));
-                const __m128i v = _mm_add_epi16(d, last);
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(s + j), v);
-                last = _mm_shufflehi_epi16(v, _MM_SHUFFLE(3, 3, 3, 3));
-                last = _mm_unpackhi_epi64(last, last);
+                U16x8 d = sub(at(j - 1 + mw), at(j - 1));
+                d = add(d, bytes_up<2>(d));
+                d = add(d, bytes_up<4>(d));
+                d = add(d, bytes_up<8>(d));
+                const U16x8 v = add(d, last);
+                store(s + j, v);
+                last = broadcast_last(v);
             }
-            uint16_t prev = static_cast<uint16_t>(_mm_extract_epi16(last, 0));
+            uint16_t prev = static_cast<uint16_t>(first(last));
             for (; j < cnt; ++j) s[j] = prev = static_cast<uint16_t>(prev + c[j - 1 + mw] - c[j - 1]);
             carry[0] = prev;
         } else {
@@ -225,40 +182,31 @@ void emit_row(const uint16_t* col, int m, int mw, int ch, const IntFinish& fin, 
     }
 }
 
-void update_cols(uint16_t* col, const Ipp8u* add, const Ipp8u* sub, int n) {
-    const __m128i zero = _mm_setzero_si128();
+// col[j] += in[j] - out[j], modulo 2^16 or 2^32 (sums are exact, any wrap cancels).
+void update_cols(uint16_t* col, const Ipp8u* in, const Ipp8u* out, int n) {
     int j = 0;
     for (; j + 16 <= n; j += 16) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(add + j));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(sub + j));
-        __m128i* p = reinterpret_cast<__m128i*>(col + j);
-        const __m128i dlo = _mm_sub_epi16(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
-        const __m128i dhi = _mm_sub_epi16(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
-        _mm_storeu_si128(p, _mm_add_epi16(_mm_loadu_si128(p), dlo));
-        _mm_storeu_si128(p + 1, _mm_add_epi16(_mm_loadu_si128(p + 1), dhi));
+        const U8x16 a = load<U8x16>(in + j), b = load<U8x16>(out + j);
+        uint16_t* p = col + j;
+        store(p, add(load<U16x8>(p), sub(widen_lo(a), widen_lo(b))));
+        store(p + 8, add(load<U16x8>(p + 8), sub(widen_hi(a), widen_hi(b))));
     }
-    for (; j < n; ++j) col[j] = static_cast<uint16_t>(col[j] + add[j] - sub[j]);
+    for (; j < n; ++j) col[j] = static_cast<uint16_t>(col[j] + in[j] - out[j]);
 }
 
-// col[j] += add[j] - sub[j], modulo 2^32 (sums are exact, any wrap cancels).
-void update_cols(uint32_t* col, const Ipp8u* add, const Ipp8u* sub, int n) {
-    const __m128i zero = _mm_setzero_si128();
+void update_cols(uint32_t* col, const Ipp8u* in, const Ipp8u* out, int n) {
     int j = 0;
     for (; j + 16 <= n; j += 16) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(add + j));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(sub + j));
-        const __m128i dlo = _mm_sub_epi16(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
-        const __m128i dhi = _mm_sub_epi16(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
-        const __m128i d[4] = {_mm_srai_epi32(_mm_unpacklo_epi16(dlo, dlo), 16),
-                              _mm_srai_epi32(_mm_unpackhi_epi16(dlo, dlo), 16),
-                              _mm_srai_epi32(_mm_unpacklo_epi16(dhi, dhi), 16),
-                              _mm_srai_epi32(_mm_unpackhi_epi16(dhi, dhi), 16)};
+        const U8x16 a = load<U8x16>(in + j), b = load<U8x16>(out + j);
+        const I16x8 dlo = as<I16x8>(sub(widen_lo(a), widen_lo(b)));
+        const I16x8 dhi = as<I16x8>(sub(widen_hi(a), widen_hi(b)));
+        const I32x4 d[4] = {widen_lo(dlo), widen_hi(dlo), widen_lo(dhi), widen_hi(dhi)};
         for (int q = 0; q < 4; ++q) {
-            __m128i* p = reinterpret_cast<__m128i*>(col + j + 4 * q);
-            _mm_storeu_si128(p, _mm_add_epi32(_mm_loadu_si128(p), d[q]));
+            uint32_t* p = col + j + 4 * q;
+            store(p, add(load<I32x4>(p), d[q]));
         }
     }
-    for (; j < n; ++j) col[j] += static_cast<uint32_t>(int{add[j]} - int{sub[j]});
+    for (; j < n; ++j) col[j] += static_cast<uint32_t>(int{in[j]} - int{out[j]});
 }
 
 // Where destination rows go. Out of place they land in the destination.
@@ -288,12 +236,6 @@ struct RingSink {
     void flush(int height) const {
         for (int y = std::max(0, height - depth); y < height; ++y) write_back(y);
     }
-};
-
-struct Geometry {
-    const Ipp8u* top;  // top-left of the first destination pixel's neighbourhood
-    ptrdiff_t step;
-    int width, height, mw, mh, ch;
 };
 
 template <class T, class Sink>
@@ -348,12 +290,9 @@ void run_float(const Geometry& g, float* col, float inv, const Sink& sink) {
     }
 }
 
-enum class Path { general, fixed3x3, fixed5x5, fixed7x7, floating };
-
 // (mask width + roi width + 2) x channels 32-bit sums, in 16-byte units.
-void* alloc_cols(int width, int mw, int ch) {
-    const int64_t bytes = ((int64_t{mw} + width + 2) * ch * 4 + 15) & ~int64_t{15};
-    return bytes > INT_MAX ? nullptr : ippMalloc(static_cast<int>(bytes));
+void* alloc_cols(WorkBuffers& work, int width, int mw, int ch) {
+    return work.get<Ipp8u>(((int64_t{mw} + width + 2) * ch * 4 + 15) & ~int64_t{15});
 }
 
 template <class Sink>
@@ -365,132 +304,92 @@ void run_integer_sized(const Geometry& g, void* col, const IntDivisor& d, const 
 }
 
 template <class Sink>
-void run_path(Path path, const Geometry& g, void* col, const Sink& sink) {
-    const int64_t area = int64_t{g.mw} * g.mh;
-    switch (path) {
-    case Path::floating:
-        run_float(g, static_cast<float*>(col), 1.0f / static_cast<float>(area), sink);
-        return;
-    case Path::fixed3x3: run_integer_sized(g, col, kFixed3x3, sink); return;
-    case Path::fixed5x5: run_integer_sized(g, col, kFixed5x5, sink); return;
-    case Path::fixed7x7: run_integer_sized(g, col, kFixed7x7, sink); return;
-    case Path::general: run_integer_sized(g, col, general_divisor(area, g.mw + g.mh), sink); return;
-    }
+void run_path(const box::Job& job, const Geometry& g, void* col, const Sink& sink) {
+    if (job.floating)
+        run_float(g, static_cast<float*>(col), job.inverse, sink);
+    else
+        run_integer_sized(g, col, job.divisor, sink);
 }
 
-Geometry geometry(const Ipp8u* src, int srcStep, IppiSize roi, IppiSize mask, IppiPoint anchor, int ch) {
-    return {src - static_cast<ptrdiff_t>(anchor.y) * srcStep - static_cast<ptrdiff_t>(anchor.x) * ch,
-            srcStep, roi.width, roi.height, mask.width, mask.height, ch};
-}
-
-IppStatus filter_out_of_place(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi,
-                              IppiSize mask, IppiPoint anchor, int ch, Path path) {
-    void* col = alloc_cols(roi.width, mask.width, ch);
+IppStatus filter_out_of_place(const box::Job& job, const Geometry& g, Ipp8u* dst, int dstStep) {
+    WorkBuffers work;
+    void* col = alloc_cols(work, g.width, g.mw, g.ch);
     if (col == nullptr) return ippStsMemAllocErr;
-    run_path(path, geometry(src, srcStep, roi, mask, anchor, ch), col, DirectSink{dst, dstStep});
-    ippFree(col);
+    run_path(job, g, col, DirectSink{dst, dstStep});
     return ippStsNoErr;
 }
 
-// Step before size; the other neighbourhood filters check them the other way round.
-IppStatus check_box(const void* src, const void* dst, int srcStep, int dstStep, IppiSize roi, IppiSize mask,
-                    IppiPoint anchor) {
-    if (src == nullptr || dst == nullptr) return ippStsNullPtrErr;
-    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
-    if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;
-    if (mask.width < 1 || mask.height < 1) return ippStsMaskSizeErr;
-    if (anchor.x < 0 || anchor.x >= mask.width || anchor.y < 0 || anchor.y >= mask.height) return ippStsAnchorErr;
-    return ippStsNoErr;
+// Short region: filter from a private copy of the whole neighbourhood area.
+IppStatus filter_via_copy(const box::Job& job) {
+    const Geometry& g = job.g;
+    const int64_t tstep = (int64_t{g.width} + g.mw - 1) * g.ch;
+    const int64_t trows = int64_t{g.height} + g.mh - 1;
+    WorkBuffers work;
+    Ipp8u* tmp = work.get<Ipp8u>(tstep * trows);
+    if (tmp == nullptr) return ippStsMemAllocErr;
+    for (int64_t r = 0; r < trows; ++r) std::memcpy(tmp + r * tstep, g.top + r * g.step, static_cast<size_t>(tstep));
+    Geometry copy = g;
+    copy.top = tmp;
+    copy.step = tstep;
+    return filter_out_of_place(job, copy, job.dst, job.dstStep);
 }
 
-bool is(IppiSize mask, int w, int h) { return mask.width == w && mask.height == h; }
-
-IppStatus filter_box(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, IppiSize mask,
-                     IppiPoint anchor, int ch) {
-    if (const IppStatus st = check_box(src, dst, srcStep, dstStep, roi, mask, anchor); st != ippStsNoErr)
-        return st;
-    Path path = Path::general;
-    if (int64_t{mask.width} * mask.height > kMaxIntegerArea)
-        path = Path::floating;
-    else if (ch == 1 && is(mask, 7, 7))
-        path = Path::fixed7x7;
-    else if (ch == 3 && is(mask, 3, 3))
-        path = Path::fixed3x3;
-    else if (is(mask, 5, 5))
-        path = Path::fixed5x5;
-    return filter_out_of_place(src, srcStep, dst, dstStep, roi, mask, anchor, ch, path);
-}
-
-// In place the fixed-multiplier paths are never taken, so a result can differ by
-// one from the out-of-place form of the same mask.
-IppStatus filter_box_in_place(Ipp8u* img, int step, IppiSize roi, IppiSize mask, IppiPoint anchor, int ch) {
-    if (const IppStatus st = check_box(img, img, step, step, roi, mask, anchor); st != ippStsNoErr) return st;
-    const Path path = int64_t{mask.width} * mask.height > kMaxIntegerArea ? Path::floating : Path::general;
-
-    if (mask.height >= roi.height) {
-        // Short ROI: filter from a private copy of the whole neighbourhood area.
-        const int64_t tstep = (int64_t{roi.width} + mask.width - 1) * ch;
-        const int64_t trows = int64_t{roi.height} + mask.height - 1;
-        const int64_t bytes = tstep * trows;
-        Ipp8u* tmp = bytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(bytes)));
-        if (tmp == nullptr) return ippStsMemAllocErr;
-        const Ipp8u* from = img - static_cast<ptrdiff_t>(anchor.y) * step - static_cast<ptrdiff_t>(anchor.x) * ch;
-        for (int64_t r = 0; r < trows; ++r)
-            std::memcpy(tmp + r * tstep, from + r * step, static_cast<size_t>(tstep));
-        const IppStatus st = filter_out_of_place(tmp + anchor.y * tstep + int64_t{anchor.x} * ch,
-                                                 static_cast<int>(tstep), img, step, roi, mask, anchor, ch, path);
-        ippFree(tmp);
-        return st;
-    }
-
-    const int depth = anchor.y + 1;
-    const int rowBytes = roi.width * ch;
+IppStatus filter_row_delayed(const box::Job& job) {
+    const Geometry& g = job.g;
+    const int depth = job.anchor.y + 1;
+    const int rowBytes = g.width * g.ch;
     const int64_t ringRow = (int64_t{rowBytes} + 15) & ~int64_t{15};
-    void* col = alloc_cols(roi.width, mask.width, ch);
+    WorkBuffers work;
+    void* col = alloc_cols(work, g.width, g.mw, g.ch);
     if (col == nullptr) return ippStsMemAllocErr;
-    // depth <= mask height < roi height, so the table is small.
-    Ipp8u** rows = static_cast<Ipp8u**>(ippMalloc(static_cast<int>(sizeof(Ipp8u*) * static_cast<size_t>(depth))));
-    if (rows == nullptr) {
-        ippFree(col);
-        return ippStsMemAllocErr;
-    }
-    const int64_t ringBytes = ringRow * depth;
-    Ipp8u* ring = ringBytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(ringBytes)));
-    if (ring == nullptr) {
-        ippFree(rows);
-        ippFree(col);
-        return ippStsMemAllocErr;
-    }
+    Ipp8u** rows = work.get<Ipp8u*>(depth);
+    if (rows == nullptr) return ippStsMemAllocErr;
+    Ipp8u* ring = work.get<Ipp8u>(ringRow * depth);
+    if (ring == nullptr) return ippStsMemAllocErr;
     for (int i = 0; i < depth; ++i) rows[i] = ring + i * ringRow;
-    const RingSink sink{rows, depth, img, step, rowBytes};
-    run_path(path, geometry(img, step, roi, mask, anchor, ch), col, sink);
-    sink.flush(roi.height);
-    ippFree(ring);
-    ippFree(rows);
-    ippFree(col);
+    const RingSink sink{rows, depth, job.dst, job.dstStep, rowBytes};
+    run_path(job, g, col, sink);
+    sink.flush(g.height);
     return ippStsNoErr;
+}
+
+IppStatus run(const box::Job& job) {
+    switch (job.form) {
+        case box::Form::via_copy: return filter_via_copy(job);
+        case box::Form::row_delayed: return filter_row_delayed(job);
+        case box::Form::direct: break;
+    }
+    return filter_out_of_place(job, job.g, job.dst, job.dstStep);
 }
 
 }  // namespace
 
 IppStatus ippiFilterBox_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                IppiSize maskSize, IppiPoint anchor) {
-    return filter_box(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 1);
+    box::Job job;
+    const IppStatus st = box::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 1, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterBox_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                IppiSize maskSize, IppiPoint anchor) {
-    return filter_box(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 3);
+    box::Job job;
+    const IppStatus st = box::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 3, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterBox_8u_C1IR(Ipp8u* pSrcDst, int srcDstStep, IppiSize roiSize, IppiSize maskSize,
                                 IppiPoint anchor) {
-    return filter_box_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 1);
+    box::Job job;
+    const IppStatus st = box::plan_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 1, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterBox_8u_C3IR(Ipp8u* pSrcDst, int srcDstStep, IppiSize roiSize, IppiSize maskSize,
                                 IppiPoint anchor) {
-    return filter_box_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 3);
+    box::Job job;
+    const IppStatus st = box::plan_in_place(pSrcDst, srcDstStep, roiSize, maskSize, anchor, 3, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 }  // namespace qm::QM_SET

@@ -6,57 +6,39 @@
 // histogram (or, one column wide, to a small sort per pixel). All paths give
 // the exact median, so they agree byte for byte.
 #include <algorithm>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 #include "frame/set.h"
+#include "primitives/neighbourhood/median_front.h"
 #include "primitives/neighbourhood/median_network.h"
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-#if defined(__SSSE3__)
-#include <tmmintrin.h>
-#endif
-#if defined(__SSE4_1__)
-#include <smmintrin.h>
-#endif
+#include "primitives/simd/lanes.h"
+#include "primitives/simd/work.h"
 
 namespace qm::QM_SET {
 namespace {
 
-// ---- One body for 16 samples at a time and for single samples ---------------
+using namespace lanes;
 
-struct One {};   // a single byte
-#if defined(__SSE2__)
-struct Sixteen {};
-inline __m128i load(Sixteen, const Ipp8u* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-inline void store(Sixteen, Ipp8u* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-inline __m128i lo(__m128i a, __m128i b) { return _mm_min_epu8(a, b); }
-inline __m128i hi(__m128i a, __m128i b) { return _mm_max_epu8(a, b); }
-#endif
-inline Ipp8u load(One, const Ipp8u* p) { return *p; }
-inline void store(One, Ipp8u* p, Ipp8u v) { *p = v; }
+// ---- One body for a vector of samples at a time and for single samples -------
+
+struct One {};     // a single byte
+struct Vector {};  // a byte vector
+inline VU8 load_as(Vector, const Ipp8u* p) { return load<VU8>(p); }
+inline void store_as(Vector, Ipp8u* p, VU8 v) { store(p, v); }
+inline VU8 lo(VU8 a, VU8 b) { return min(a, b); }
+inline VU8 hi(VU8 a, VU8 b) { return max(a, b); }
+inline Ipp8u load_as(One, const Ipp8u* p) { return *p; }
+inline void store_as(One, Ipp8u* p, Ipp8u v) { *p = v; }
 inline Ipp8u lo(Ipp8u a, Ipp8u b) { return a < b ? a : b; }
 inline Ipp8u hi(Ipp8u a, Ipp8u b) { return a < b ? b : a; }
 
-// Calls body(i, tag) for samples 0..n-1: whole vectors where the row is long
-// enough (the last one shifted back to end at n, recomputing a few samples),
-// single samples otherwise. Vector accesses then stay inside the range the
-// scalar code would touch.
+// Calls body(i, tag) for samples 0..n-1, whole vectors where the row is long
+// enough and single samples otherwise (the row walker's tail policy).
 template <typename Body>
 inline void for_samples(int n, Body&& body) {
-#if defined(__SSE2__)
-    if (n >= 16) {
-        int i = 0;
-        for (; i + 16 <= n; i += 16) body(i, Sixteen{});
-        if (i < n) body(n - 16, Sixteen{});
-        return;
-    }
-#endif
-    for (int i = 0; i < n; ++i) body(i, One{});
+    walk_row<VU8::N>(n, [&](int i) { body(i, Vector{}); }, [&](int i) { body(i, One{}); });
 }
 
 template <const median_net::Network& Net, typename T, size_t... I>
@@ -103,10 +85,10 @@ void line_median(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSiz
         const Ipp8u* s = src + static_cast<ptrdiff_t>(y) * srcStep - (M / 2) * tap;
         Ipp8u* d = dst + static_cast<ptrdiff_t>(y) * dstStep;
         for_samples(n, [&](int i, auto tag) {
-            decltype(load(tag, s)) v[M];
-            for (int j = 0; j < M; ++j) v[j] = load(tag, s + i + j * tap);
+            decltype(load_as(tag, s)) v[M];
+            for (int j = 0; j < M; ++j) v[j] = load_as(tag, s + i + j * tap);
             run_network<median_net_of<M>()>(v);
-            store(tag, d + i, v[M / 2]);
+            store_as(tag, d + i, v[M / 2]);
         });
     }
 }
@@ -140,31 +122,29 @@ void square_median(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiS
             const int len = std::min(kStrip, n - s0);
             const Ipp8u* base = rows + s0 - halo;
             for_samples(len + 2 * halo, [&](int i, auto tag) {
-                decltype(load(tag, base)) v[M];
-                for (int r = 0; r < M; ++r) v[r] = load(tag, base + static_cast<ptrdiff_t>(r) * srcStep + i);
+                decltype(load_as(tag, base)) v[M];
+                for (int r = 0; r < M; ++r) v[r] = load_as(tag, base + static_cast<ptrdiff_t>(r) * srcStep + i);
                 run_network<sort_net<M>()>(v);
-                for (int r = 0; r < M; ++r) store(tag, &col[r][i], v[r]);
+                for (int r = 0; r < M; ++r) store_as(tag, &col[r][i], v[r]);
             });
             auto out = [&](int i, auto tag, Ipp8u* to) {
-                decltype(load(tag, base)) v[M * M];
+                decltype(load_as(tag, base)) v[M * M];
                 for (int j = 0; j < M; ++j)
-                    for (int r = 0; r < M; ++r) v[j * M + r] = load(tag, &col[r][i + j * k]);
+                    for (int r = 0; r < M; ++r) v[j * M + r] = load_as(tag, &col[r][i + j * k]);
                 if constexpr (M == 3) {
-                    store(tag, to, median_of_sorted_3x3(v));
+                    store_as(tag, to, median_of_sorted_3x3(v));
                 } else {
                     run_network<kMedian25>(v);
-                    store(tag, to, v[kMedian25.out]);
+                    store_as(tag, to, v[kMedian25.out]);
                 }
             };
-#if defined(__SSE2__)
-            if (len < 16) {
+            if (len < VU8::N) {
                 // Whole vector over the zeroed buffer tail; keep only len bytes.
-                alignas(16) Ipp8u tmp[16];
-                out(0, Sixteen{}, tmp);
+                alignas(16) Ipp8u tmp[VU8::N];
+                out(0, Vector{}, tmp);
                 std::memcpy(d + s0, tmp, static_cast<size_t>(len));
                 continue;
             }
-#endif
             for_samples(len, [&](int i, auto tag) { out(i, tag, d + s0 + i); });
         }
     }
@@ -219,8 +199,8 @@ IppStatus column_median(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, 
                         int mh, int k) {
     // A request the allocator's 32-bit length cannot express fails like any
     // other allocation.
-    if (int64_t{mh} * 4 > INT_MAX) return ippStsMemAllocErr;
-    auto* slots = static_cast<Ipp32s*>(::ippMalloc(mh * 4));
+    WorkBuffers work;
+    Ipp32s* slots = work.get<Ipp32s>(mh);
     if (slots == nullptr) return ippStsMemAllocErr;
     const int n = width * k;
     for (int y = 0; y < height; ++y) {
@@ -234,7 +214,6 @@ IppStatus column_median(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, 
             d[i] = static_cast<Ipp8u>(slots[mh >> 1]);
         }
     }
-    ::ippFree(slots);
     return ippStsNoErr;
 }
 
@@ -246,94 +225,7 @@ IppStatus general_median(const Ipp8u* topLeft, int srcStep, Ipp8u* dst, int dstS
     return ippStsNoErr;
 }
 
-IppStatus median_entry(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roi,
-                       IppiSize mask, IppiPoint anchor, int k) {
-    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
-    if (roi.width < 1 || roi.height < 1) return ippStsSizeErr;
-    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
-    if (mask.width < 1 || mask.height < 1 || ((mask.width & mask.height & 1) == 0)) return ippStsMaskSizeErr;
-    if (anchor.x < 0 || anchor.x >= mask.width || anchor.y < 0 || anchor.y >= mask.height)
-        return ippStsAnchorErr;
-
-    const Ipp8u* centre = pSrc + static_cast<ptrdiff_t>((mask.width >> 1) - anchor.x) * k +
-                          static_cast<ptrdiff_t>((mask.height >> 1) - anchor.y) * srcStep;
-    if (mask.width < 10 && mask.height < 10) {
-        switch (mask.width * 10 + mask.height) {
-            case 33: square_median<3>(centre, srcStep, pDst, dstStep, roi, k); return ippStsNoErr;
-            case 55: square_median<5>(centre, srcStep, pDst, dstStep, roi, k); return ippStsNoErr;
-            case 31: line_median<3>(centre, srcStep, pDst, dstStep, roi, k, true); return ippStsNoErr;
-            case 51: line_median<5>(centre, srcStep, pDst, dstStep, roi, k, true); return ippStsNoErr;
-            case 13: line_median<3>(centre, srcStep, pDst, dstStep, roi, k, false); return ippStsNoErr;
-            case 15: line_median<5>(centre, srcStep, pDst, dstStep, roi, k, false); return ippStsNoErr;
-            case 11:
-                for (int y = 0; y < roi.height; ++y)
-                    std::memcpy(pDst + static_cast<ptrdiff_t>(y) * dstStep,
-                                centre + static_cast<ptrdiff_t>(y) * srcStep,
-                                static_cast<size_t>(roi.width) * k);
-                return ippStsNoErr;
-            default: break;
-        }
-    }
-    const Ipp8u* topLeft = centre - static_cast<ptrdiff_t>(mask.width >> 1) * k -
-                           static_cast<ptrdiff_t>(mask.height >> 1) * srcStep;
-    return general_median(topLeft, srcStep, pDst, dstStep, roi, mask, k);
-}
-
 // ---- Vector median ------------------------------------------------------------------
-
-#if !defined(__SSE2__)
-inline int l1(const Ipp8u* a, const Ipp8u* b) {
-    return std::abs(a[0] - b[0]) + std::abs(a[1] - b[1]) + std::abs(a[2] - b[2]);
-}
-
-// Candidate t (row-major from the neighbourhood's top-left) of output pixel x.
-inline const Ipp8u* candidate(const Ipp8u* topLeft, int srcStep, int m, int x, int t) {
-    return topLeft + static_cast<ptrdiff_t>(t / m) * srcStep + 3 * static_cast<ptrdiff_t>(x + t % m);
-}
-
-// The pixel with the smallest sum of L1 distances to its neighbourhood; a
-// tie goes to the earliest candidate.
-void vector_median_pixel(const Ipp8u* topLeft, int srcStep, Ipp8u* d, int m, int x) {
-    const int n = m * m;
-    int total[25] = {};
-    for (int a = 0; a < n; ++a)
-        for (int b = a + 1; b < n; ++b) {
-            const int dist = l1(candidate(topLeft, srcStep, m, x, a), candidate(topLeft, srcStep, m, x, b));
-            total[a] += dist;
-            total[b] += dist;
-        }
-    int best = 0;
-    for (int t = 1; t < n; ++t)
-        if (total[t] < total[best]) best = t;
-    std::memcpy(d + 3 * static_cast<ptrdiff_t>(x), candidate(topLeft, srcStep, m, x, best), 3);
-}
-#else
-inline __m128i absdiff16(__m128i a, __m128i b) {
-#if defined(__SSSE3__)
-    return _mm_abs_epi16(_mm_sub_epi16(a, b));
-#else
-    return _mm_or_si128(_mm_subs_epu16(a, b), _mm_subs_epu16(b, a));
-#endif
-}
-
-// Lanes of `a` where mask is set, of `b` elsewhere.
-inline __m128i select16(__m128i mask, __m128i a, __m128i b) {
-#if defined(__SSE4_1__)
-    return _mm_blendv_epi8(b, a, mask);
-#else
-    return _mm_or_si128(_mm_and_si128(mask, a), _mm_andnot_si128(mask, b));
-#endif
-}
-
-// f(integral_constant<int, I>) for I = 0 .. N - 1, unrolled.
-template <typename F, int... I>
-inline void unrolled(F&& f, std::integer_sequence<int, I...>) {
-    (f(std::integral_constant<int, I>{}), ...);
-}
-template <int N, typename F>
-inline void unrolled(F&& f) {
-    unrolled(f, std::make_integer_sequence<int, N>{});
-}
 
 // The totals share their work between windows. Every distance between two
 // pixels that can meet in one neighbourhood (at most M - 1 apart in both
@@ -383,7 +275,7 @@ public:
         : src_(topLeft), srcStep_(srcStep), dst_(dst), dstStep_(dstStep), roi_(roi) {
         for (int t = 0; t < M * M; ++t) {
             offset_[t] = static_cast<ptrdiff_t>(t / M) * srcStep_ + 3 * (t % M);
-            candidate_[t] = _mm_set1_epi16(static_cast<int16_t>(t));
+            candidate_[t] = all<I16x8>(t);
         }
     }
 
@@ -398,20 +290,19 @@ private:
     ptrdiff_t dstStep_;
     IppiSize roi_;
     ptrdiff_t offset_[M * M];  // candidate t relative to the neighbourhood's top-left
-    __m128i candidate_[M * M];
+    I16x8 candidate_[M * M];
 
-#if defined(__SSSE3__)
-    // Ring of source rows: channels 0 and 1 as byte pairs, channel 2 as
-    // 16-bit values, so a distance takes one byte difference for two channels.
-    struct Planes {
+    // Ring of source rows. With byte multiply-adds, channels 0 and 1 as byte
+    // pairs and channel 2 as 16-bit values, so a distance takes one byte
+    // difference for two channels; otherwise one 16-bit plane per channel.
+    struct PairPlanes {
         alignas(16) Ipp8u pair[2 * kLen];
         alignas(16) int16_t third[kLen];
     };
-#else
-    struct Planes {  // ring of source rows, one 16-bit plane per channel
+    struct ChannelPlanes {
         alignas(16) int16_t c[3][kLen];
     };
-#endif
+    using Planes = std::conditional_t<kByteShuffle, PairPlanes, ChannelPlanes>;
     Planes plane_[M];
     alignas(16) int16_t dist_[kArrays][kLen];
     alignas(16) int16_t total_[M * M][kLen];  // [i * M + j]
@@ -425,8 +316,8 @@ private:
     int16_t* slotNow_[M];
     const int16_t* slotOld_[M];
 
-    static __m128i at(const int16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-    static void put(int16_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+    static I16x8 at(const int16_t* p) { return load<I16x8>(p); }
+    static void put(int16_t* p, I16x8 v) { store(p, v); }
 
     // Source row Y of the strip into its planes (zeros beyond the image).
     void load_row(int Y, int x0, int cols) {
@@ -437,15 +328,15 @@ private:
         }
         const Ipp8u* s = src_ + static_cast<ptrdiff_t>(Y) * srcStep_ + 3 * static_cast<ptrdiff_t>(x0);
         for (int x = 0; x < cols; ++x) {
-#if defined(__SSSE3__)
-            p.pair[2 * (kPad + x)] = s[3 * x];
-            p.pair[2 * (kPad + x) + 1] = s[3 * x + 1];
-            p.third[kPad + x] = s[3 * x + 2];
-#else
-            p.c[0][kPad + x] = s[3 * x];
-            p.c[1][kPad + x] = s[3 * x + 1];
-            p.c[2][kPad + x] = s[3 * x + 2];
-#endif
+            if constexpr (kByteShuffle) {
+                p.pair[2 * (kPad + x)] = s[3 * x];
+                p.pair[2 * (kPad + x) + 1] = s[3 * x + 1];
+                p.third[kPad + x] = s[3 * x + 2];
+            } else {
+                p.c[0][kPad + x] = s[3 * x];
+                p.c[1][kPad + x] = s[3 * x + 1];
+                p.c[2][kPad + x] = s[3 * x + 2];
+            }
         }
     }
 
@@ -463,32 +354,36 @@ private:
     void distances() {
         const Planes& p = *rowPlanes_[0];
         for (int o = kPad; o < kPad + kCols; o += 8) {
-#if defined(__SSSE3__)
-            const __m128i a01 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p.pair + 2 * o));
-            const __m128i a2 = at(p.third + o);
-            const __m128i ones = _mm_set1_epi8(1);
-            auto distance = [&](const Planes& q, int at_o) {
-                const __m128i b01 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q.pair + 2 * at_o));
-                const __m128i d01 = _mm_or_si128(_mm_subs_epu8(a01, b01), _mm_subs_epu8(b01, a01));
-                return _mm_add_epi16(_mm_maddubs_epi16(d01, ones), absdiff16(a2, at(q.third + at_o)));
-            };
-#else
-            const __m128i a0 = at(p.c[0] + o), a1 = at(p.c[1] + o), a2 = at(p.c[2] + o);
-            auto distance = [&](const Planes& q, int at_o) {
-                return _mm_add_epi16(_mm_add_epi16(absdiff16(a0, at(q.c[0] + at_o)), absdiff16(a1, at(q.c[1] + at_o))),
-                                     absdiff16(a2, at(q.c[2] + at_o)));
-            };
-#endif
-            unrolled<M>([&](auto dyc) {
-                constexpr int dy = dyc;
-                const Planes& q = *rowPlanes_[dy];
-                int16_t* const out = slotNow_[dy] + o;
-                unrolled<arrays_of(dy)>([&](auto n) {
-                    constexpr int dx = dy == 0 ? n + 1 : n - R;
-                    put(out + array_of(dy, dx) * kLen, distance(q, o + dx));
+            if constexpr (kByteShuffle) {
+                const U8x16 a01 = load<U8x16>(p.pair + 2 * o);
+                const U16x8 a2 = load<U16x8>(p.third + o);
+                const I8x16 ones = all<I8x16>(1);
+                store_distances(o, [&](const Planes& q, int at_o) {
+                    const U8x16 d01 = absdiff(a01, load<U8x16>(q.pair + 2 * at_o));
+                    return add(maddubs(d01, ones), as<I16x8>(absdiff(a2, load<U16x8>(q.third + at_o))));
                 });
-            });
+            } else {
+                const U16x8 a0 = load<U16x8>(p.c[0] + o), a1 = load<U16x8>(p.c[1] + o), a2 = load<U16x8>(p.c[2] + o);
+                store_distances(o, [&](const Planes& q, int at_o) {
+                    return as<I16x8>(add(add(absdiff(a0, load<U16x8>(q.c[0] + at_o)), absdiff(a1, load<U16x8>(q.c[1] + at_o))),
+                                         absdiff(a2, load<U16x8>(q.c[2] + at_o))));
+                });
+            }
         }
+    }
+
+    // Row Y's distances of the eight pixels at o to every stored offset.
+    template <class Distance>
+    QM_LANES_INLINE void store_distances(int o, Distance&& distance) {
+        unroll<M>([&](auto dyc) {
+            constexpr int dy = dyc;
+            const Planes& q = *rowPlanes_[dy];
+            int16_t* const out = slotNow_[dy] + o;
+            unroll<arrays_of(dy)>([&](auto n) {
+                constexpr int dx = dy == 0 ? n + 1 : n - R;
+                put(out + array_of(dy, dx) * kLen, distance(q, o + dx));
+            });
+        });
     }
 
     // Block sums of row Y's candidates.
@@ -504,36 +399,36 @@ private:
             };
             // h[dy + R]: row dy's sum over the columns of window column j,
             // slid along as j grows (column j covers dx = -j .. R - j).
-            __m128i h[W];
+            I16x8 h[W];
             auto emit = [&](auto j) {  // block sums down the rows: window row i covers dy = -i .. R - i
-                __m128i s = h[R];
-                unrolled<R>([&](auto k) { s = _mm_add_epi16(s, h[R + k + 1]); });
+                I16x8 s = h[R];
+                unroll<R>([&](auto k) { s = add(s, h[R + k + 1]); });
                 put(total_[j] + o, s);
-                unrolled<R>([&](auto k) {
+                unroll<R>([&](auto k) {
                     constexpr int i = k + 1;
-                    s = _mm_sub_epi16(_mm_add_epi16(s, h[R - i]), h[2 * R + 1 - i]);
+                    s = sub(add(s, h[R - i]), h[2 * R + 1 - i]);
                     put(total_[i * M + j] + o, s);
                 });
             };
-            unrolled<W>([&](auto r) {
+            unroll<W>([&](auto r) {
                 constexpr int dy = r - R;
                 // The centre adds nothing.
-                __m128i s = dy == 0 ? table(std::integral_constant<int, 0>{}, std::integral_constant<int, 1>{})
+                I16x8 s = dy == 0 ? table(std::integral_constant<int, 0>{}, std::integral_constant<int, 1>{})
                                     : table(std::integral_constant<int, dy>{}, std::integral_constant<int, 0>{});
-                unrolled<R>([&](auto k) {
+                unroll<R>([&](auto k) {
                     constexpr int dx = k + 1;
                     if constexpr (!(dy == 0 && dx == 1))
-                        s = _mm_add_epi16(s, table(std::integral_constant<int, dy>{}, std::integral_constant<int, dx>{}));
+                        s = add(s, table(std::integral_constant<int, dy>{}, std::integral_constant<int, dx>{}));
                 });
                 h[r] = s;
             });
             emit(std::integral_constant<int, 0>{});
-            unrolled<R>([&](auto k) {
+            unroll<R>([&](auto k) {
                 constexpr int j = k + 1;
-                unrolled<W>([&](auto r) {
+                unroll<W>([&](auto r) {
                     constexpr int dy = r - R;
-                    h[r] = _mm_sub_epi16(
-                        _mm_add_epi16(h[r], table(std::integral_constant<int, dy>{}, std::integral_constant<int, -j>{})),
+                    h[r] = sub(
+                        add(h[r], table(std::integral_constant<int, dy>{}, std::integral_constant<int, -j>{})),
                         table(std::integral_constant<int, dy>{}, std::integral_constant<int, R - j + 1>{}));
                 });
                 emit(std::integral_constant<int, j>{});
@@ -546,27 +441,27 @@ private:
         int16_t* best = best_[y % M];
         int16_t* index = index_[y % M];
         const int16_t* tot = total_[i * M];
-        const __m128i* cand = candidate_ + i * M;
+        const I16x8* cand = candidate_ + i * M;
         for (int x = 0; x < width; x += 8) {
             const int o = kPad + x;
-            __m128i b, t;
+            I16x8 b, t;
             if (i == 0) {
                 b = at(tot + o);
-                t = _mm_setzero_si128();
+                t = zero<I16x8>();
             } else {
                 b = at(best + x);
                 t = at(index + x);
-                const __m128i c = at(tot + o);
-                const __m128i lt = _mm_cmpgt_epi16(b, c);
-                b = _mm_min_epi16(b, c);
-                t = select16(lt, cand[0], t);
+                const I16x8 c = at(tot + o);
+                const I16x8 lt = gt(b, c);
+                b = min(b, c);
+                t = select(lt, cand[0], t);
             }
-            unrolled<R>([&](auto k) {
+            unroll<R>([&](auto k) {
                 constexpr int j = k + 1;
-                const __m128i c = at(tot + j * kLen + o + j);
-                const __m128i lt = _mm_cmpgt_epi16(b, c);
-                b = _mm_min_epi16(b, c);
-                t = select16(lt, cand[j], t);
+                const I16x8 c = at(tot + j * kLen + o + j);
+                const I16x8 lt = gt(b, c);
+                b = min(b, c);
+                t = select(lt, cand[j], t);
             });
             put(best + x, b);
             put(index + x, t);
@@ -608,45 +503,53 @@ void vector_median_rows(const Ipp8u* topLeft, int srcStep, Ipp8u* dst, int dstSt
     VectorMedianStrips<M> work(topLeft, srcStep, dst, dstStep, roi);  // about 50 KB of stack at most
     work.run();
 }
-#endif
 
-template <int M>
-void vector_median(const Ipp8u* topLeft, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi) {
-#if defined(__SSE2__)
-    vector_median_rows<M>(topLeft, srcStep, dst, dstStep, roi);
-#else
-    for (int y = 0; y < roi.height; ++y)
-        for (int x = 0; x < roi.width; ++x)
-            vector_median_pixel(topLeft + static_cast<ptrdiff_t>(y) * srcStep, srcStep,
-                                dst + static_cast<ptrdiff_t>(y) * dstStep, M, x);
-#endif
+IppStatus run(const median::Job& job) {
+    using median::Shape;
+    const Ipp8u* src = job.src;
+    const int srcStep = job.srcStep, dstStep = job.dstStep, k = job.ch;
+    Ipp8u* dst = job.dst;
+    const IppiSize roi = job.roi;
+    switch (job.shape) {
+        case Shape::square3: square_median<3>(src, srcStep, dst, dstStep, roi, k); break;
+        case Shape::square5: square_median<5>(src, srcStep, dst, dstStep, roi, k); break;
+        case Shape::row3: line_median<3>(src, srcStep, dst, dstStep, roi, k, true); break;
+        case Shape::row5: line_median<5>(src, srcStep, dst, dstStep, roi, k, true); break;
+        case Shape::column3: line_median<3>(src, srcStep, dst, dstStep, roi, k, false); break;
+        case Shape::column5: line_median<5>(src, srcStep, dst, dstStep, roi, k, false); break;
+        case Shape::copy:
+            for (int y = 0; y < roi.height; ++y)
+                std::memcpy(dst + static_cast<ptrdiff_t>(y) * dstStep, src + static_cast<ptrdiff_t>(y) * srcStep,
+                            static_cast<size_t>(roi.width) * k);
+            break;
+        case Shape::general: return general_median(src, srcStep, dst, dstStep, roi, job.mask, k);
+        case Shape::vector3: vector_median_rows<3>(src, srcStep, dst, dstStep, roi); break;
+        case Shape::vector5: vector_median_rows<5>(src, srcStep, dst, dstStep, roi); break;
+    }
+    return ippStsNoErr;
 }
 
 }  // namespace
 
 IppStatus ippiFilterMedian_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep,
                                   IppiSize dstRoiSize, IppiSize maskSize, IppiPoint anchor) {
-    return median_entry(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 1);
+    median::Job job;
+    const IppStatus st = median::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 1, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterMedian_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep,
                                   IppiSize dstRoiSize, IppiSize maskSize, IppiPoint anchor) {
-    return median_entry(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 3);
+    median::Job job;
+    const IppStatus st = median::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskSize, anchor, 3, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 IppStatus ippiFilterMedianColor_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep,
                                        IppiSize dstRoiSize, int maskCode) {
-    if (pSrc == nullptr || pDst == nullptr) return ippStsNullPtrErr;
-    if (dstRoiSize.width < 1 || dstRoiSize.height < 1) return ippStsSizeErr;
-    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
-    if (maskCode == 33) {
-        vector_median<3>(pSrc - srcStep - 3, srcStep, pDst, dstStep, dstRoiSize);
-    } else if (maskCode == 55) {
-        vector_median<5>(pSrc - 2 * static_cast<ptrdiff_t>(srcStep) - 6, srcStep, pDst, dstStep, dstRoiSize);
-    } else {
-        return ippStsMaskSizeErr;
-    }
-    return ippStsNoErr;
+    median::Job job;
+    const IppStatus st = median::plan_color(pSrc, srcStep, pDst, dstStep, dstRoiSize, maskCode, job);
+    return st != ippStsNoErr ? st : run(job);
 }
 
 }  // namespace qm::QM_SET

@@ -9,47 +9,22 @@
 #include <cstdint>
 #include <cstring>
 
-#include <emmintrin.h>
-#if defined(__SSSE3__)
-#include <tmmintrin.h>
-#endif
-
 #include "frame/set.h"
-#include "primitives/resize/geometry_kernels.h"
-#include "primitives/resize/pixel_lanes.h"
-#include "primitives/resize/resize_engine.h"
+#include "primitives/geometry/axis.h"
+#include "primitives/geometry/weights.h"
+#include "primitives/resize/resize_front.h"
+#include "primitives/resize/supersample.h"
+#include "primitives/simd/pixels.h"
+#include "primitives/simd/work.h"
 
 namespace qm::QM_SET {
 namespace {
 
-struct Job {
-    const Ipp8u* src;  // first byte of the whole source image
-    ptrdiff_t srcStep;
-    int srcW, srcH;
-    int roiX, roiY, roiW, roiH;  // already clipped to the image
-    Ipp8u* dst;
-    ptrdiff_t dstStep;
-    int W, H;  // pixels actually written
-    double xf, yf;
-};
+using namespace lanes;
+using resize::Job;
 
 const Ipp8u* src_row(const Job& g, int row) { return g.src + static_cast<ptrdiff_t>(row) * g.srcStep; }
 Ipp8u* dst_row(const Job& g, int row) { return g.dst + static_cast<ptrdiff_t>(row) * g.dstStep; }
-
-// Corner-aligned mapping: the first and last destination pixels fall on the
-// first and last source pixels of the region.
-struct AxisMap {
-    double step;
-    AxisMap(int roiLen, double factor) {
-        const double s = roiLen * factor;
-        step = s > 1.0 ? (roiLen - 1) / (s - 1.0) : 0.0;
-    }
-    void at(int i, int& index, double& frac) const {
-        const double c = static_cast<double>(i) * step;
-        index = static_cast<int>(c + 1e-7);
-        frac = c - index;
-    }
-};
 
 // Buffers of horizontally interpolated source rows, tagged by source row.
 // A destination row asks for NT rows (repeats allowed at the image edges);
@@ -101,7 +76,7 @@ private:
 
 template <int CH>
 IppStatus run_nearest(const Job& g) {
-    WorkBlocks wb;
+    WorkBuffers wb;
     int* cols = wb.get<int>(g.W);
     ptrdiff_t* rows = wb.get<ptrdiff_t>(g.H);
     if (cols == nullptr || rows == nullptr) return ippStsMemAllocErr;
@@ -124,7 +99,7 @@ IppStatus run_nearest(const Job& g) {
         const ptrdiff_t ahead = j + 1 < g.H ? rows[j + 1] - rows[j] : 0;
         int i = 0;
         for (; i + 16 <= g.W; i += 16) {
-            prefetch_ahead(s + cols[i], ahead);
+            prefetch(s + cols[i], ahead);
             for (int k = i; k < i + 16; ++k) {
                 const Ipp8u* p = s + cols[k];
                 for (int c = 0; c < CH; ++c) d[k * CH + c] = p[c];
@@ -140,27 +115,10 @@ IppStatus run_nearest(const Job& g) {
 
 // ---- separable modes ----------------------------------------------------------
 
-// Tap positions of one axis: NT source indices per destination index starting
-// at index + first, kept inside the image (not just the region: the pixels
-// around the region are real image content and are what the edge taps
-// should see).
-template <int NT>
-void fill_taps(int* taps, int n, const AxisMap& map, int origin, int first, int last, int scale,
-               float* fracs) {
-    for (int i = 0; i < n; ++i) {
-        int index;
-        double frac;
-        map.at(i, index, frac);
-        for (int k = 0; k < NT; ++k)
-            taps[i * NT + k] = clamp_index(origin + index + first + k, 0, last) * scale;
-        fracs[i] = static_cast<float>(frac);
-    }
-}
-
 // Generic driver: per destination row fetch the NT horizontally interpolated
 // source rows, then combine them vertically.
 template <class B, int NT, class Horizontal, class Vertical>
-IppStatus run_separable(const Job& g, WorkBlocks& wb, const int* rowTaps, int64_t len, Horizontal&& horizontal,
+IppStatus run_separable(const Job& g, WorkBuffers& wb, const int* rowTaps, int64_t len, Horizontal&& horizontal,
                         Vertical&& vertical) {
     B* buffers[NT];
     for (int k = 0; k < NT; ++k) {
@@ -186,46 +144,46 @@ IppStatus run_separable(const Job& g, WorkBlocks& wb, const int* rowTaps, int64_
 // Returns the number of columns done.
 template <int CH>
 int linear_row_fast(const Ipp8u* p, const int* taps, const Ipp16s* wx, int count, Ipp16u* out, ptrdiff_t ahead) {
-    const __m128i zero = _mm_setzero_si128(), round = _mm_set1_epi32(128);
+    const I32x4 round = all<I32x4>(128);
     if constexpr (CH == 3) {
         int i = 0;
-#if defined(__SSSE3__)
-        // Four pixels per step: the 8-byte loads at each pixel's first tap
-        // hold a0 a1 a2 b0 b1 b2; two pixels share a register and shuffles
-        // form the pairs (a_c, b_c) of 12 values, four per register.
-        const __m128i s0 = _mm_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, 8, -1, 11, -1);
-        const __m128i s1a = _mm_setr_epi8(9, -1, 12, -1, 10, -1, 13, -1, -1, -1, -1, -1, -1, -1, -1, -1);
-        const __m128i s1b = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, 0, -1, 3, -1, 1, -1, 4, -1);
-        const __m128i s2 = _mm_setr_epi8(2, -1, 5, -1, 8, -1, 11, -1, 9, -1, 12, -1, 10, -1, 13, -1);
-        auto load8 = [&](int k) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + taps[2 * k])); };
-        for (; i + 4 <= count; i += 4) {
-            prefetch_ahead(p + taps[2 * i], ahead);
-            const __m128i ab01 = _mm_unpacklo_epi64(load8(i), load8(i + 1));
-            const __m128i ab23 = _mm_unpacklo_epi64(load8(i + 2), load8(i + 3));
-            const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i));
-            __m128i r0 = _mm_madd_epi16(_mm_shuffle_epi8(ab01, s0), _mm_shuffle_epi32(w, _MM_SHUFFLE(1, 0, 0, 0)));
-            __m128i r1 = _mm_madd_epi16(_mm_or_si128(_mm_shuffle_epi8(ab01, s1a), _mm_shuffle_epi8(ab23, s1b)),
-                                        _mm_shuffle_epi32(w, _MM_SHUFFLE(2, 2, 1, 1)));
-            __m128i r2 = _mm_madd_epi16(_mm_shuffle_epi8(ab23, s2), _mm_shuffle_epi32(w, _MM_SHUFFLE(3, 3, 3, 2)));
-            r0 = _mm_srai_epi32(_mm_add_epi32(r0, round), 8);
-            r1 = _mm_srai_epi32(_mm_add_epi32(r1, round), 8);
-            r2 = _mm_srai_epi32(_mm_add_epi32(r2, round), 8);
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 3 * i), _mm_packs_epi32(r0, r1));
-            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 3 * i + 8), _mm_packs_epi32(r2, r2));
+        if constexpr (kByteShuffle) {
+            // Four pixels per step: the 8-byte loads at each pixel's first tap
+            // hold a0 a1 a2 b0 b1 b2; two pixels share a register and shuffles
+            // form the pairs (a_c, b_c) of 12 values, four per register.
+            const U8x16 s0 = lanes_of<U8x16>(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, 8, -1, 11, -1);
+            const U8x16 s1a = lanes_of<U8x16>(9, -1, 12, -1, 10, -1, 13, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+            const U8x16 s1b = lanes_of<U8x16>(-1, -1, -1, -1, -1, -1, -1, -1, 0, -1, 3, -1, 1, -1, 4, -1);
+            const U8x16 s2 = lanes_of<U8x16>(2, -1, 5, -1, 8, -1, 11, -1, 9, -1, 12, -1, 10, -1, 13, -1);
+            auto load8 = [&](int k) { return load_low8<I32x4>(p + taps[2 * k]); };
+            for (; i + 4 <= count; i += 4) {
+                prefetch(p + taps[2 * i], ahead);
+                const U8x16 ab01 = as<U8x16>(interleave_lo64(load8(i), load8(i + 1)));
+                const U8x16 ab23 = as<U8x16>(interleave_lo64(load8(i + 2), load8(i + 3)));
+                const I32x4 w = load<I32x4>(wx + 2 * i);
+                I32x4 r0 = madd(as<I16x8>(shuffle_bytes(ab01, s0)), as<I16x8>(pick<0, 0, 0, 1>(w)));
+                I32x4 r1 = madd(as<I16x8>(bit_or(shuffle_bytes(ab01, s1a), shuffle_bytes(ab23, s1b))),
+                                as<I16x8>(pick<1, 1, 2, 2>(w)));
+                I32x4 r2 = madd(as<I16x8>(shuffle_bytes(ab23, s2)), as<I16x8>(pick<2, 3, 3, 3>(w)));
+                r0 = sar<8>(add(r0, round));
+                r1 = sar<8>(add(r1, round));
+                r2 = sar<8>(add(r2, round));
+                store(out + 3 * i, pack_i16(r0, r1));
+                store_low8(out + 3 * i + 8, pack_i16(r2, r2));
+            }
         }
-#endif
         // One pixel per step: bytes a0 a1 a2 b0 b1 b2 become pairs (a_c, b_c).
         // The fourth lane is junk and lands where the next pixel (or the row
         // buffer's slack) is written.
         for (; i < count; ++i) {
-            if ((i & 3) == 0) prefetch_ahead(p + taps[2 * i], ahead);
-            const __m128i v = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + taps[2 * i])), zero);
-            const __m128i ab = _mm_unpacklo_epi16(v, _mm_srli_si128(v, 6));
+            if ((i & 3) == 0) prefetch(p + taps[2 * i], ahead);
+            const U16x8 v = widen_lo(load_low8<U8x16>(p + taps[2 * i]));
+            const U16x8 ab = interleave_lo(v, bytes_down<6>(v));
             int w;
-            __builtin_memcpy(&w, wx + 2 * i, 4);
-            __m128i r = _mm_madd_epi16(ab, _mm_set1_epi32(w));
-            r = _mm_srai_epi32(_mm_add_epi32(r, round), 8);
-            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 3 * i), _mm_packs_epi32(r, r));
+            std::memcpy(&w, wx + 2 * i, 4);
+            I32x4 r = madd(as<I16x8>(ab), as<I16x8>(all<I32x4>(w)));
+            r = sar<8>(add(r, round));
+            store_low8(out + 3 * i, pack_i16(r, r));
         }
         return count;
     } else {
@@ -237,21 +195,14 @@ int linear_row_fast(const Ipp8u* p, const int* taps, const Ipp16s* wx, int count
             return w;
         };
         for (; i + 8 <= count; i += 8) {
-            prefetch_ahead(p + taps[2 * i], ahead);
-            __m128i v = zero;
-            v = _mm_insert_epi16(v, word(0), 0);
-            v = _mm_insert_epi16(v, word(1), 1);
-            v = _mm_insert_epi16(v, word(2), 2);
-            v = _mm_insert_epi16(v, word(3), 3);
-            v = _mm_insert_epi16(v, word(4), 4);
-            v = _mm_insert_epi16(v, word(5), 5);
-            v = _mm_insert_epi16(v, word(6), 6);
-            v = _mm_insert_epi16(v, word(7), 7);
-            __m128i lo = _mm_madd_epi16(_mm_unpacklo_epi8(v, zero), _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i)));
-            __m128i hi = _mm_madd_epi16(_mm_unpackhi_epi8(v, zero), _mm_loadu_si128(reinterpret_cast<const __m128i*>(wx + 2 * i + 8)));
-            lo = _mm_srai_epi32(_mm_add_epi32(lo, round), 8);
-            hi = _mm_srai_epi32(_mm_add_epi32(hi, round), 8);
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packs_epi32(lo, hi));
+            prefetch(p + taps[2 * i], ahead);
+            U16x8 v = zero<U16x8>();
+            unroll<8>([&](auto k) QM_LANES_INLINE_LAMBDA { v = insert<k>(v, word(k)); });
+            I32x4 lo = madd(as<I16x8>(widen_lo(as<U8x16>(v))), load<I16x8>(wx + 2 * i));
+            I32x4 hi = madd(as<I16x8>(widen_hi(as<U8x16>(v))), load<I16x8>(wx + 2 * i + 8));
+            lo = sar<8>(add(lo, round));
+            hi = sar<8>(add(hi, round));
+            store(out + i, pack_i16(lo, hi));
         }
         return i;
     }
@@ -259,7 +210,7 @@ int linear_row_fast(const Ipp8u* p, const int* taps, const Ipp16s* wx, int count
 
 template <int CH>
 IppStatus run_linear(const Job& g) {
-    WorkBlocks wb;
+    WorkBuffers wb;
     int* colTaps = wb.get<int>(int64_t{g.W} * 2);
     Ipp16s* wx = wb.get<Ipp16s>(int64_t{g.W} * 2);
     int* rowTaps = wb.get<int>(int64_t{g.H} * 2);
@@ -309,15 +260,15 @@ IppStatus run_linear(const Job& g) {
         const int f1 = wy[j], f0 = 16384 - f1;
         const Ipp16u* t0 = r[0];
         const Ipp16u* t1 = r[1];
-        const __m128i w = _mm_set1_epi32((f1 << 16) | f0), bias = _mm_set1_epi32(524288);
+        const I16x8 w = as<I16x8>(all<I32x4>((f1 << 16) | f0));
+        const I32x4 bias = all<I32x4>(524288);
         int e = 0;
         for (; e + 8 <= n; e += 8) {
-            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t0 + e));
-            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t1 + e));
-            const __m128i lo = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(a, b), w), bias), 20);
-            const __m128i hi = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(a, b), w), bias), 20);
-            const __m128i v = _mm_packs_epi32(lo, hi);
-            _mm_storel_epi64(reinterpret_cast<__m128i*>(d + e), _mm_packus_epi16(v, v));
+            const U16x8 a = load<U16x8>(t0 + e), b = load<U16x8>(t1 + e);
+            const I32x4 lo = sar<20>(add(madd(as<I16x8>(interleave_lo(a, b)), w), bias));
+            const I32x4 hi = sar<20>(add(madd(as<I16x8>(interleave_hi(a, b)), w), bias));
+            const I16x8 v = pack_i16(lo, hi);
+            store_low8(d + e, pack_u8(v, v));
         }
         for (; e < n; ++e) d[e] = static_cast<Ipp8u>((t1[e] * f1 + t0[e] * f0 + 524288) >> 20);
     };
@@ -342,18 +293,13 @@ inline float cubic_eval(const CubicCoef& q, float pm, float p0, float p1, float 
     return ((pm + q.t1 * d1) + q.k * d2) + q.k3 * d3;
 }
 
-using lanes::kLanes;
-using lanes::VF;
-using lanes::VI;
-
 QM_LANES_INLINE VF cubic_eval(VF t1, VF k, VF k3, VF pm, VF p0, VF p1, VF p2) {
-    using namespace lanes;
-    const VF d1 = fsub(p0, pm);
-    const VF e = fsub(p1, p0);
-    const VF d2 = fsub(e, d1);
-    const VF three = fset(3.0f);
-    const VF d3 = fsub(fadd(fsub(p2, fmul(three, p1)), fmul(three, p0)), pm);
-    return fadd(fadd(fadd(pm, fmul(t1, d1)), fmul(k, d2)), fmul(k3, d3));
+    const VF d1 = sub(p0, pm);
+    const VF e = sub(p1, p0);
+    const VF d2 = sub(e, d1);
+    const VF three = all<VF>(3.0f);
+    const VF d3 = sub(add(sub(p2, mul(three, p1)), mul(three, p0)), pm);
+    return add(add(add(pm, mul(t1, d1)), mul(k, d2)), mul(k3, d3));
 }
 
 // Columns lo .. hi - 1 have NT neighbouring taps whose wide lane loads stay
@@ -365,12 +311,31 @@ void lane_columns(const Job& g, const int* colTaps, int& lo, int& hi) {
         const int* t = colTaps + NT * i;
         for (int k = 1; k < NT; ++k)
             if (t[k] != t[0] + k * CH) return false;
-        return int64_t{t[0]} + lanes::kTapReach<CH, NT> <= int64_t{g.srcW} * CH;
+        return int64_t{t[0]} + kTapReach<CH, NT> <= int64_t{g.srcW} * CH;
     };
     lo = 0;
     while (lo < g.W && !direct(lo)) ++lo;
     hi = lo;
     while (hi < g.W && direct(hi)) ++hi;
+}
+
+// One horizontal pass over a source row p: the columns outside lo .. hi - 1
+// go to one(i), the lanes in between to block(i, t) with the TapRow of their
+// NT taps.
+template <int CH, int NT, class One, class Block>
+QM_LANES_INLINE void horizontal_pass(const Ipp8u* p, const int* colTaps, int lo, int hi, int W, ptrdiff_t ahead,
+                                     One&& one, Block&& block) {
+    int i = 0;
+    for (; i < lo; ++i) one(i);
+    for (; i + kLanes <= hi; i += kLanes) {
+        prefetch(p + colTaps[NT * i], ahead);
+        const Ipp8u* q[kLanes];
+        for (int k = 0; k < kLanes; ++k) q[k] = p + colTaps[NT * (i + k)];
+        TapRow<CH, NT> t;
+        t.template load<true>(q, 0);
+        block(i, t);
+    }
+    for (; i < W; ++i) one(i);
 }
 
 // The separable float modes keep their row buffers planar (one plane of W
@@ -380,7 +345,7 @@ inline int plane_stride(int W) { return (W + kLanes - 1) / kLanes * kLanes; }
 
 template <int CH>
 IppStatus run_cubic(const Job& g) {
-    WorkBlocks wb;
+    WorkBuffers wb;
     int* colTaps = wb.get<int>(int64_t{g.W} * 4);
     float* cx = wb.get<float>(int64_t{g.W} * 3);  // planes of t + 1, k, k3
     int* rowTaps = wb.get<int>(int64_t{g.H} * 4);
@@ -411,35 +376,27 @@ IppStatus run_cubic(const Job& g) {
             for (int c = 0; c < CH; ++c)
                 out[c * plane + i] = cubic_eval(q, p[o[0] + c], p[o[1] + c], p[o[2] + c], p[o[3] + c]);
         };
-        int i = 0;
-        for (; i < lo; ++i) one(i);
-        for (; i + kLanes <= hi; i += kLanes) {
-            prefetch_ahead(p + colTaps[4 * i], ahead);
-            const Ipp8u* q[kLanes];
-            for (int k = 0; k < kLanes; ++k) q[k] = p + colTaps[4 * (i + k)];
-            lanes::TapRow<CH, 4> t;
-            t.template load<true>(q, 0);
-            const VF t1 = lanes::fload(cxT1 + i), k = lanes::fload(cxK + i), k3 = lanes::fload(cxK3 + i);
-            lanes::unroll<CH>([&](auto c) QM_LANES_INLINE_LAMBDA {
-                lanes::fstore(out + c * plane + i,
-                              cubic_eval(t1, k, k3, t.template tap<c>(), t.template tap<CH + c>(),
-                                         t.template tap<2 * CH + c>(), t.template tap<3 * CH + c>()));
+        auto block = [&](int i, const TapRow<CH, 4>& t) QM_LANES_INLINE_LAMBDA {
+            const VF t1 = load<VF>(cxT1 + i), k = load<VF>(cxK + i), k3 = load<VF>(cxK3 + i);
+            unroll<CH>([&](auto c) QM_LANES_INLINE_LAMBDA {
+                store(out + c * plane + i, cubic_eval(t1, k, k3, t.template tap<c>(), t.template tap<CH + c>(),
+                                                      t.template tap<2 * CH + c>(), t.template tap<3 * CH + c>()));
             });
-        }
-        for (; i < W; ++i) one(i);
+        };
+        horizontal_pass<CH, 4>(p, colTaps, lo, hi, W, ahead, one, block);
     };
     auto vertical = [&](int j, const float* const* r, Ipp8u* d) {
         const CubicCoef q = cy[j];
-        const VF t1 = lanes::fset(q.t1), k = lanes::fset(q.k), k3 = lanes::fset(q.k3);
+        const VF t1 = all<VF>(q.t1), k = all<VF>(q.k), k3 = all<VF>(q.k3);
         int i = 0;
         for (; i + kLanes <= W; i += kLanes) {
             VI v[CH];
             for (int c = 0; c < CH; ++c) {
                 const int e = c * plane + i;
-                v[c] = lanes::round_sat(cubic_eval(t1, k, k3, lanes::fload(r[0] + e), lanes::fload(r[1] + e),
-                                                   lanes::fload(r[2] + e), lanes::fload(r[3] + e)));
+                v[c] = round_sat(cubic_eval(t1, k, k3, load<VF>(r[0] + e), load<VF>(r[1] + e),
+                                                   load<VF>(r[2] + e), load<VF>(r[3] + e)));
             }
-            lanes::put_pixels<CH>(v, d + i * CH, lanes::kAllLanes);
+            put_pixels<CH>(v, d + i * CH, kAllLanes);
         }
         for (; i < W; ++i)
             for (int c = 0; c < CH; ++c) {
@@ -452,7 +409,7 @@ IppStatus run_cubic(const Job& g) {
 
 template <int CH>
 IppStatus run_lanczos(const Job& g) {
-    WorkBlocks wb;
+    WorkBuffers wb;
     int* colTaps = wb.get<int>(int64_t{g.W} * 6);
     float* wx = wb.get<float>(int64_t{g.W} * 6);  // six planes: weight k of every column
     int* rowTaps = wb.get<int>(int64_t{g.H} * 6);
@@ -481,41 +438,34 @@ IppStatus run_lanczos(const Job& g) {
                 out[c * plane + i] = v;
             }
         };
-        int i = 0;
-        for (; i < lo; ++i) one(i);
-        for (; i + kLanes <= hi; i += kLanes) {
-            prefetch_ahead(p + colTaps[6 * i], ahead);
-            const Ipp8u* q[kLanes];
-            for (int k = 0; k < kLanes; ++k) q[k] = p + colTaps[6 * (i + k)];
-            lanes::TapRow<CH, 6> t;
-            t.template load<true>(q, 0);
+        auto block = [&](int i, const TapRow<CH, 6>& t) QM_LANES_INLINE_LAMBDA {
             VF w[6];
-            for (int k = 0; k < 6; ++k) w[k] = lanes::fload(wx + k * W + i);
+            for (int k = 0; k < 6; ++k) w[k] = load<VF>(wx + k * W + i);
             VF v[CH];
             // Taps in byte order; each channel's sum still runs left to right.
-            lanes::unroll<6 * CH>([&](auto b) QM_LANES_INLINE_LAMBDA {
+            unroll<6 * CH>([&](auto b) QM_LANES_INLINE_LAMBDA {
                 constexpr int k = b / CH, c = b % CH;
-                const VF term = lanes::fmul(w[k], t.template tap<b>());
-                v[c] = k == 0 ? term : lanes::fadd(v[c], term);
+                const VF term = mul(w[k], t.template tap<b>());
+                v[c] = k == 0 ? term : add(v[c], term);
             });
-            for (int c = 0; c < CH; ++c) lanes::fstore(out + c * plane + i, v[c]);
-        }
-        for (; i < W; ++i) one(i);
+            for (int c = 0; c < CH; ++c) store(out + c * plane + i, v[c]);
+        };
+        horizontal_pass<CH, 6>(p, colTaps, lo, hi, W, ahead, one, block);
     };
     auto vertical = [&](int j, const float* const* r, Ipp8u* d) {
         const float* w = wy + 6 * j;
         VF wv[6];
-        for (int k = 0; k < 6; ++k) wv[k] = lanes::fset(w[k]);
+        for (int k = 0; k < 6; ++k) wv[k] = all<VF>(w[k]);
         int i = 0;
         for (; i + kLanes <= W; i += kLanes) {
             VI v[CH];
             for (int c = 0; c < CH; ++c) {
                 const int e = c * plane + i;
-                VF s = lanes::fmul(wv[0], lanes::fload(r[0] + e));
-                for (int k = 1; k < 6; ++k) s = lanes::fadd(s, lanes::fmul(wv[k], lanes::fload(r[k] + e)));
-                v[c] = lanes::round_sat(s);
+                VF s = mul(wv[0], load<VF>(r[0] + e));
+                for (int k = 1; k < 6; ++k) s = add(s, mul(wv[k], load<VF>(r[k] + e)));
+                v[c] = round_sat(s);
             }
-            lanes::put_pixels<CH>(v, d + i * CH, lanes::kAllLanes);
+            put_pixels<CH>(v, d + i * CH, kAllLanes);
         }
         for (; i < W; ++i)
             for (int c = 0; c < CH; ++c) {
@@ -529,49 +479,25 @@ IppStatus run_lanczos(const Job& g) {
 }
 
 template <int CH>
-IppStatus resize_general(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect roi, Ipp8u* pDst,
-                         int dstStep, IppiSize dstRoiSize, double xFactor, double yFactor,
-                         int interpolation) {
-    if (const IppStatus st = check_engine_args(pSrc, srcSize, roi, pDst, dstRoiSize, xFactor, yFactor); st != 0)
-        return st;
-    if (interpolation != 1 && interpolation != 2 && interpolation != 4 && interpolation != 16)
-        return ippStsInterpolationErr;
-
-    // Small images cannot feed the wide kernels: lower by the whole image.
-    int mode = interpolation;
-    const int small = srcSize.width < srcSize.height ? srcSize.width : srcSize.height;
-    if (small < 8 && mode == 16) mode = 4;
-    if (small < 4 && mode == 4) mode = 2;
-    if (small < 2) mode = 1;
-
-    if (roi.width > srcSize.width - roi.x) roi.width = srcSize.width - roi.x;
-    if (roi.height > srcSize.height - roi.y) roi.height = srcSize.height - roi.y;
-
-    Job g{pSrc, srcStep, srcSize.width, srcSize.height, roi.x, roi.y, roi.width, roi.height,
-          pDst, dstStep, 0, 0, xFactor, yFactor};
-    if (!resize_extent(roi.width, xFactor, dstRoiSize.width, g.W) ||
-        !resize_extent(roi.height, yFactor, dstRoiSize.height, g.H))
-        return ippStsResizeNoOperationErr;
-
-    switch (mode) {
-        case 1: return run_nearest<CH>(g);
-        case 2: return run_linear<CH>(g);
-        case 4: return run_cubic<CH>(g);
-        default: return run_lanczos<CH>(g);
+IppStatus run(const Job& g) {
+    switch (g.engine) {
+        case resize::Engine::Nearest: return run_nearest<CH>(g);
+        case resize::Engine::Linear: return run_linear<CH>(g);
+        case resize::Engine::Cubic: return run_cubic<CH>(g);
+        case resize::Engine::Lanczos: return run_lanczos<CH>(g);
+        default: return resize_supersample<CH>(g);
     }
 }
 
 template <int CH>
-IppStatus resize_front(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect srcRoi, Ipp8u* pDst,
-                       int dstStep, IppiSize dstRoiSize, double xFactor, double yFactor,
-                       int interpolation) {
-    // Supersampling only reduces; asked to enlarge it falls to the general
-    // engine, which refuses the code.
-    if (interpolation == 8 && xFactor <= 1.0 && yFactor <= 1.0)
-        return resize_supersample<CH>(pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor,
-                                      yFactor);
-    return resize_general<CH>(pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor, yFactor,
-                              interpolation);
+IppStatus resize(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect srcRoi, Ipp8u* pDst, int dstStep,
+                 IppiSize dstRoiSize, double xFactor, double yFactor, int interpolation) {
+    Job g;
+    if (const IppStatus st = resize::plan(pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor,
+                                          yFactor, interpolation, g);
+        st != ippStsNoErr)
+        return st;
+    return run<CH>(g);
 }
 
 }  // namespace
@@ -579,14 +505,14 @@ IppStatus resize_front(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRec
 IppStatus ippiResize_8u_C1R(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect srcRoi, Ipp8u* pDst,
                             int dstStep, IppiSize dstRoiSize, double xFactor, double yFactor,
                             int interpolation) {
-    return resize_front<1>(pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor, yFactor,
+    return resize<1>(pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor, yFactor,
                            interpolation);
 }
 
 IppStatus ippiResize_8u_C3R(const Ipp8u* pSrc, IppiSize srcSize, int srcStep, IppiRect srcRoi, Ipp8u* pDst,
                             int dstStep, IppiSize dstRoiSize, double xFactor, double yFactor,
                             int interpolation) {
-    return resize_front<3>(pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor, yFactor,
+    return resize<3>(pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoiSize, xFactor, yFactor,
                            interpolation);
 }
 

@@ -1,5 +1,5 @@
 // Built once (not per set): every set must read the very same samples.
-#include "primitives/resize/lanczos_table.h"
+#include "primitives/geometry/lanczos_table.h"
 
 #include <cmath>
 
