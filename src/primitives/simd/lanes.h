@@ -46,6 +46,9 @@
 // lanes in registers and the generated loops what they would be by hand.
 #define QM_LANES_INLINE inline __attribute__((always_inline))
 #define QM_LANES_INLINE_LAMBDA __attribute__((always_inline))  // after a lambda's parameters
+// A row loop kept out of line, so that its registers are not shared with the
+// loops around it.
+#define QM_LANES_OUTLINE __attribute__((noinline))
 
 namespace qm::QM_SET::lanes {
 
