@@ -42,28 +42,29 @@ void in_chunks(int64_t n, F&& f) {
     }
 }
 
+// One chunk: blocks of 16 where the set has them, then pixel by pixel.
+QM_LANES_OUTLINE void split_chunk(const Ipp8u* s, Ipp8u* d0, Ipp8u* d1, Ipp8u* d2, int n) {
+    for (int i = split16(s, d0, d1, d2, n); i < n; ++i) {
+        d0[i] = s[3 * i];
+        d1[i] = s[3 * i + 1];
+        d2[i] = s[3 * i + 2];
+    }
+}
+
+QM_LANES_OUTLINE void join_chunk(const Ipp8u* s0, const Ipp8u* s1, const Ipp8u* s2, Ipp8u* d, int n) {
+    for (int i = join16(s0, s1, s2, d, n); i < n; ++i) {
+        d[3 * i] = s0[i];
+        d[3 * i + 1] = s1[i];
+        d[3 * i + 2] = s2[i];
+    }
+}
+
 void split_row(const Ipp8u* s, Ipp8u* d0, Ipp8u* d1, Ipp8u* d2, int64_t n) {
-    in_chunks(n, [&](int64_t at, int chunk) {
-        const Ipp8u* cs = s + 3 * at;
-        Ipp8u *c0 = d0 + at, *c1 = d1 + at, *c2 = d2 + at;
-        for (int i = split16(cs, c0, c1, c2, chunk); i < chunk; ++i) {
-            c0[i] = cs[3 * i];
-            c1[i] = cs[3 * i + 1];
-            c2[i] = cs[3 * i + 2];
-        }
-    });
+    in_chunks(n, [&](int64_t at, int chunk) { split_chunk(s + 3 * at, d0 + at, d1 + at, d2 + at, chunk); });
 }
 
 void join_row(const Ipp8u* s0, const Ipp8u* s1, const Ipp8u* s2, Ipp8u* d, int64_t n) {
-    in_chunks(n, [&](int64_t at, int chunk) {
-        const Ipp8u *c0 = s0 + at, *c1 = s1 + at, *c2 = s2 + at;
-        Ipp8u* cd = d + 3 * at;
-        for (int i = join16(c0, c1, c2, cd, chunk); i < chunk; ++i) {
-            cd[3 * i] = c0[i];
-            cd[3 * i + 1] = c1[i];
-            cd[3 * i + 2] = c2[i];
-        }
-    });
+    in_chunks(n, [&](int64_t at, int chunk) { join_chunk(s0 + at, s1 + at, s2 + at, d + 3 * at, chunk); });
 }
 
 void split_image(const copy::Job& job) {

@@ -46,6 +46,9 @@
 // lanes in registers and the generated loops what they would be by hand.
 #define QM_LANES_INLINE inline __attribute__((always_inline))
 #define QM_LANES_INLINE_LAMBDA __attribute__((always_inline))  // after a lambda's parameters
+// A row loop kept out of line, so that its registers are not shared with the
+// loops around it.
+#define QM_LANES_OUTLINE __attribute__((noinline))
 
 namespace qm::QM_SET::lanes {
 
@@ -90,6 +93,13 @@ inline constexpr bool kInt128 = std::is_same_v<V, U8x16> || std::is_same_v<V, I8
                                 std::is_same_v<V, I32x4>;
 template <class V>
 concept Int128 = kInt128<V>;
+
+// name(a, b) for the lane types of a concept, one instruction on both registers.
+#define QM_LANES_BINARY(concept, name, intrinsic) \
+    template <concept V>                          \
+    QM_LANES_INLINE V name(V a, V b) {            \
+        return V{intrinsic(a.v, b.v)};            \
+    }
 
 // ---- 128-bit integer lanes: memory and bits -------------------------------------------
 
@@ -165,23 +175,11 @@ QM_LANES_INLINE To as(From a) {
     return To{a.v};
 }
 
-template <Int128 V>
-QM_LANES_INLINE V bit_and(V a, V b) {
-    return V{_mm_and_si128(a.v, b.v)};
-}
-template <Int128 V>
-QM_LANES_INLINE V bit_or(V a, V b) {
-    return V{_mm_or_si128(a.v, b.v)};
-}
-template <Int128 V>
-QM_LANES_INLINE V bit_xor(V a, V b) {
-    return V{_mm_xor_si128(a.v, b.v)};
-}
+QM_LANES_BINARY(Int128, bit_and, _mm_and_si128)
+QM_LANES_BINARY(Int128, bit_or, _mm_or_si128)
+QM_LANES_BINARY(Int128, bit_xor, _mm_xor_si128)
 // ~m & b
-template <Int128 V>
-QM_LANES_INLINE V bit_andnot(V m, V b) {
-    return V{_mm_andnot_si128(m.v, b.v)};
-}
+QM_LANES_BINARY(Int128, bit_andnot, _mm_andnot_si128)
 // m ? a : b per lane (m from a compare).
 template <Int128 V>
 QM_LANES_INLINE V select(V m, V a, V b) {
@@ -344,44 +342,26 @@ QM_LANES_INLINE I16x8 maddubs(U8x16 a, I8x16 b) {
 template <class V>
 concept Int16 = std::is_same_v<V, U16x8> || std::is_same_v<V, I16x8>;
 
-template <Int16 V>
-QM_LANES_INLINE V add(V a, V b) {
-    return V{_mm_add_epi16(a.v, b.v)};
-}
-template <Int16 V>
-QM_LANES_INLINE V sub(V a, V b) {
-    return V{_mm_sub_epi16(a.v, b.v)};
-}
+#define QM_LANES_SHIFT(name, intrinsic) \
+    template <int S, Int16 V>           \
+    QM_LANES_INLINE V name(V a) {       \
+        return V{intrinsic(a.v, S)};    \
+    }
+
+QM_LANES_BINARY(Int16, add, _mm_add_epi16)
+QM_LANES_BINARY(Int16, sub, _mm_sub_epi16)
 // Low 16 bits of the product.
-template <Int16 V>
-QM_LANES_INLINE V mullo(V a, V b) {
-    return V{_mm_mullo_epi16(a.v, b.v)};
-}
-template <int S, Int16 V>
-QM_LANES_INLINE V shl(V a) {
-    return V{_mm_slli_epi16(a.v, S)};
-}
+QM_LANES_BINARY(Int16, mullo, _mm_mullo_epi16)
+QM_LANES_SHIFT(shl, _mm_slli_epi16)
 // Logical right shift (zeros in).
-template <int S, Int16 V>
-QM_LANES_INLINE V shr(V a) {
-    return V{_mm_srli_epi16(a.v, S)};
-}
+QM_LANES_SHIFT(shr, _mm_srli_epi16)
 template <Int16 V>
 QM_LANES_INLINE V shr(V a, I32x4 count) {
     return V{_mm_srl_epi16(a.v, count.v)};
 }
-template <Int16 V>
-QM_LANES_INLINE V interleave_lo(V a, V b) {
-    return V{_mm_unpacklo_epi16(a.v, b.v)};
-}
-template <Int16 V>
-QM_LANES_INLINE V interleave_hi(V a, V b) {
-    return V{_mm_unpackhi_epi16(a.v, b.v)};
-}
-template <Int16 V>
-QM_LANES_INLINE V eq(V a, V b) {
-    return V{_mm_cmpeq_epi16(a.v, b.v)};
-}
+QM_LANES_BINARY(Int16, interleave_lo, _mm_unpacklo_epi16)
+QM_LANES_BINARY(Int16, interleave_hi, _mm_unpackhi_epi16)
+QM_LANES_BINARY(Int16, eq, _mm_cmpeq_epi16)
 // Lane 7 in every lane.
 template <Int16 V>
 QM_LANES_INLINE V broadcast_last(V a) {
@@ -670,6 +650,8 @@ using VI = I32x4;
 #endif
 #undef QM_LANES_FLOAT_OPS
 #undef QM_LANES_TYPE
+#undef QM_LANES_BINARY
+#undef QM_LANES_SHIFT
 
 // The four-lane quarters of VI (VI is one quarter below AVX).
 QM_LANES_INLINE const I32x4& half(const I32x4& a, int) { return a; }
