@@ -70,25 +70,15 @@ std::string describe_status(IppStatus s) {
     return "status " + std::to_string(s) + " (unknown)";
 }
 
-// The scanner filters' own result codes (the others pass a primitive's status on).
-enum ScannerResult : Ipp32u {
-    kScannerDone = 0,
-    kScannerBadArgument = 1,  // radius, null kernel, noise mode above 2, or source equals destination
-    kScannerBadLevel = 2,
-    kScannerBadWidth = 3,
-    kScannerBadMode = 4,
-    kScannerSameBuffers = 5,
-};
-
 std::string describe_scanner_result(Ipp32u code) {
     const char* meaning = nullptr;
     switch (code) {
-        case kScannerDone: meaning = "done"; break;
-        case kScannerBadArgument: meaning = "bad radius, null kernel, bad mode or source equals destination"; break;
-        case kScannerBadLevel: meaning = "level above 10"; break;
-        case kScannerBadWidth: meaning = "width not a multiple of 4"; break;
-        case kScannerBadMode: meaning = "mode above 1"; break;
-        case kScannerSameBuffers: meaning = "source equals destination"; break;
+        case qmScanDone: meaning = "done"; break;
+        case qmScanBadArgument: meaning = "bad radius, null kernel, bad mode or source equals destination"; break;
+        case qmScanBadLevel: meaning = "level above 10"; break;
+        case qmScanBadWidth: meaning = "width not a multiple of 4"; break;
+        case qmScanBadMode: meaning = "mode above 1"; break;
+        case qmScanSameImage: meaning = "source equals destination"; break;
         default: return describe_status(static_cast<IppStatus>(code));
     }
     return "result " + std::to_string(code) + ": " + meaning;
@@ -100,7 +90,7 @@ void check_status(const char* function, IppStatus status) {
 }
 
 void check_scanner_result(const char* function, Ipp32u code) {
-    if (code != kScannerDone)
+    if (code != qmScanDone)
         throw ToolError(std::string(function) + " refused the call: " + describe_scanner_result(code));
 }
 
