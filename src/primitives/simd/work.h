@@ -22,7 +22,7 @@ public:
     template <class T>
     T* get(int64_t n) {
         const int64_t bytes = (n < 1 ? 1 : n) * static_cast<int64_t>(sizeof(T));
-        if (bytes > std::numeric_limits<int>::max() - 64 || count_ == kMax) return nullptr;
+        if (bytes > std::numeric_limits<int>::max() || count_ == kMax) return nullptr;
         void* p = ippMalloc(static_cast<int>(bytes));
         if (p != nullptr) blocks_[count_++] = p;
         return static_cast<T*>(p);
