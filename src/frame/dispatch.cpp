@@ -16,9 +16,14 @@ namespace vt {
 // Position 0 (no SSE3) runs the SSE3 set too; the SSE2 set is reached only
 // through the entry slots.
 #define QM_SLOT(rec, ord, ret, name, params, args) \
-    const qm_##name##_fn name[6] = {m7::name, m7::name, u8::name, n8::name, y8::name, e9::name};
+    qm_##name##_fn name[6] = {m7::name, m7::name, u8::name, n8::name, y8::name, e9::name};
 #include "ippiQM300_functions.h"
 }  // namespace vt
+
+void place_avx_build(bool wide) {
+#define QM_SLOT(rec, ord, ret, name, params, args) vt::name[5] = wide ? e9w::name : e9::name;
+#include "ippiQM300_functions.h"
+}
 
 IppStatus processor_init(const CpuidSource& cpu, FeatureCache& cache) {
     Ipp64u mask = 0;
@@ -27,6 +32,9 @@ IppStatus processor_init(const CpuidSource& cpu, FeatureCache& cache) {
     g_variant = s.variant;
     g_lowPowerCore = s.lowPower;
     g_enabledMask = s.enabled;
+    // The variant, masks and records above never see AVX2: it only decides
+    // which build of the AVX set runs in position 5.
+    place_avx_build(has_avx2(cpu));
     return s.status;
 }
 
