@@ -25,6 +25,21 @@ void place_avx_build(bool wide) {
 #include "ippiQM300_functions.h"
 }
 
+bool runs_on(SetId set, const CpuidSource& cpu) {
+    const uint64_t mask = compute_feature_mask(cpu);
+    const auto all = [mask](uint64_t bits) { return (mask & bits) == bits; };
+    switch (set) {
+    case SetId::mx: return all(kSSE2);
+    case SetId::m7: return all(kSSE3);
+    case SetId::u8: return all(kSSSE3);
+    case SetId::n8: return all(kSSSE3 | kMOVBE);
+    case SetId::y8: return all(kSSE41 | kSSE42);
+    case SetId::e9: return all(kAVX | kAVXOS);
+    case SetId::e9w: return has_avx2(cpu);
+    }
+    return false;
+}
+
 IppStatus processor_init(const CpuidSource& cpu, FeatureCache& cache) {
     Ipp64u mask = 0;
     const IppStatus query = get_cpu_features(cpu, cache, &mask, nullptr);

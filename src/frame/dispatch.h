@@ -36,4 +36,9 @@ namespace qm {
 // Fills position 5 of every variant table with the AVX set's entries, built
 // for AVX2 (e9w) when `wide`, else as plain AVX (e9). Attach calls it.
 void place_avx_build(bool wide);
+
+// The implementation sets by name, in SetId order, and whether a processor
+// has what a set's code needs; for tests and benchmarks that call sets directly.
+inline constexpr const char* kSetNames[] = {"mx", "m7", "u8", "n8", "y8", "e9", "e9w"};
+bool runs_on(SetId set, const CpuidSource& cpu);
 }  // namespace qm

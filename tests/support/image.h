@@ -69,13 +69,18 @@ private:
     std::vector<Ipp8u> buf_, pristine_;
 };
 
-// The implementation sets this processor can run, of those that need more
-// than SSE4.2: the rest are left out of QM_ALL_SETS instead of faulting.
+// The implementation sets this processor can run: the rest are left out of
+// QM_ALL_SETS instead of faulting.
 inline bool runs_here(std::string_view set) {
-    static const uint64_t mask = qm::compute_feature_mask(qm::hardware_cpu());
-    static const bool avx2 = qm::has_avx2(qm::hardware_cpu());
-    if (set == "e9") return (mask & qm::kAVX) && (mask & qm::kAVXOS);
-    return set != "e9w" || avx2;
+    static const std::vector<bool> runs = [] {
+        std::vector<bool> r;
+        for (int s = 0; s < static_cast<int>(std::size(qm::kSetNames)); ++s)
+            r.push_back(qm::runs_on(static_cast<qm::SetId>(s), qm::hardware_cpu()));
+        return r;
+    }();
+    for (size_t s = 0; s < runs.size(); ++s)
+        if (set == qm::kSetNames[s]) return runs[s];
+    return false;
 }
 template <class Fn>
 std::vector<std::pair<const char*, Fn>> runnable_sets(std::vector<std::pair<const char*, Fn>> all) {
