@@ -2,6 +2,7 @@
 // made-up processors as well as on this one.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
 #include <map>
 #include <string>
@@ -147,6 +148,66 @@ TEST(SlotFilling, Sse3OrBetterGetsTheDispatchedEntries) {
         EXPECT_EQ(set_of(slotVersion()), c.set);
         for (int none : {36, 41, 49, 78, 80}) EXPECT_EQ(qm::g_slots[none - 25], nullptr);
     }
+}
+
+// Which build of the AVX set every variant table holds in position 5:
+// 1 all e9w, 0 all e9, -1 a mixture.
+int avx_build_in_position5() {
+    int tables = 0, wide = 0, plain = 0;
+#define QM_SLOT(rec, ord, ret, name, params, args) \
+    ++tables;                                      \
+    wide += qm::vt::name[5] == qm::e9w::name;      \
+    plain += qm::vt::name[5] == qm::e9::name;
+#include "ippiQM300_functions.h"
+    return wide == tables ? 1 : plain == tables ? 0 : -1;
+}
+
+// AVX2 only chooses the build behind position 5: the same made-up processor
+// with and without it attaches to the same variant, masks, type and record.
+TEST(WideTier, PositionFiveOnMadeUpProcessors) {
+    AttachGuard restore;
+    constexpr uint32_t kAvxCpu = SSE3 | SSSE3 | SSE41 | SSE42 | OSXSAVE | AVX;
+    struct Case { const char* what; uint32_t ecx1; uint64_t xcr0; uint32_t maxLeaf; int variant; int wide; };
+    for (const Case& c : {Case{"avx2_with_os_support", kAvxCpu, 7, 0xD, 5, 1},
+                          Case{"avx2_without_os_avx_state", kAvxCpu, 3, 0xD, 4, 0},
+                          Case{"avx2_without_osxsave", kAvxCpu & ~OSXSAVE, 7, 0xD, 4, 0},
+                          Case{"avx2_above_highest_leaf", kAvxCpu, 7, 6, 5, 0}}) {
+        SCOPED_TRACE(c.what);
+        struct Attached { int variant; uint64_t mask, enabled; int type; const char* record; int wide; };
+        auto attach = [&](uint32_t leaf7Ebx) {
+            FakeCpu cpu(c.ecx1, 0x000306C3, FakeCpu::Primary, c.xcr0, c.maxLeaf);
+            cpu.set(7, 0, {0, leaf7Ebx, 0, 0});
+            qm::FeatureCache cache;
+            qm::processor_init(cpu, cache);
+            qm::fill_slots(cpu, cache);
+            const int wide = avx_build_in_position5();
+            // Run the dispatched record only where this processor can.
+            const bool runs = wide != 1 || qm::has_avx2(qm::hardware_cpu());
+            return Attached{qm::g_variant, cache.mask, qm::g_enabledMask, qm::cpu_type(cpu),
+                            runs ? ippiGetLibVersion()->Name : "", wide};
+        };
+        const Attached with = attach(1u << 5), without = attach(0);
+        EXPECT_EQ(with.wide, c.wide);
+        EXPECT_EQ(without.wide, 0);  // AVX without AVX2
+        EXPECT_EQ(with.variant, c.variant);
+        EXPECT_EQ(with.variant, without.variant);
+        EXPECT_EQ(with.mask, without.mask);
+        EXPECT_EQ(with.enabled, without.enabled);
+        EXPECT_EQ(with.type, without.type);
+        if (*with.record) {
+            EXPECT_STREQ(with.record, without.record);
+        }
+    }
+    EXPECT_EQ(qm::image_version(qm::SetId::e9w), qm::image_version(qm::SetId::e9));
+}
+
+// This processor, with the compiler's own check (which also asks the
+// operating system) as the witness; run under an emulator to see both ways.
+TEST(WideTier, ThisProcessor) {
+    const int held = avx_build_in_position5();
+    EXPECT_EQ(held, __builtin_cpu_supports("avx2") ? 1 : 0);
+    std::printf("position 5 holds the %s build of the AVX set\n",
+                held == 1 ? "e9w" : held == 0 ? "e9" : "mixed");
 }
 
 TEST(Versions, SetRecordsAndTheSse42Mark) {

@@ -31,6 +31,7 @@ void reset_alloc_hooks() { g_hooks = kRuntimeHeap; }
 
 const IppLibraryVersion* image_version(SetId set) {
     if (set == SetId::y8 && (g_enabledMask & kSSE42)) return &kImageVersionY8Sse42;
+    if (set == SetId::e9w) set = SetId::e9;  // position 5 is the AVX set, whichever build
     return &kImageVersions[static_cast<int>(set)];
 }
 

@@ -40,6 +40,13 @@ uint64_t compute_feature_mask(const CpuidSource& cpu) {
     return mask;
 }
 
+bool has_avx2(const CpuidSource& cpu) {
+    const CpuidRegs l1 = cpu.cpuid(1, 0);
+    // xgetbv faults without OSXSAVE, and leaves above the highest one report junk.
+    if (!bit(l1.ecx, 27) || !bit(l1.ecx, 28) || (cpu.xgetbv0() & 6) != 6) return false;
+    return cpu.cpuid(0, 0).eax >= 7 && bit(cpu.cpuid(7, 0).ebx, 5);
+}
+
 bool is_primary_vendor(const CpuidSource& cpu) {
     const CpuidRegs l0 = cpu.cpuid(0, 0);
     return l0.ebx == kPrimaryVendorEbx && l0.edx == kPrimaryVendorEdx &&

@@ -40,6 +40,9 @@ inline constexpr uint32_t kPrimaryVendorEcx = 0x6c65746eu;
 inline constexpr uint32_t kOtherVendorEcx = 0x444D4163u;
 
 uint64_t compute_feature_mask(const CpuidSource& cpu);
+// AVX2 (leaf 7 sub-leaf 0 EBX bit 5) with the AVX state saved by the
+// operating system; outside the feature mask, which has no bit for it.
+bool has_avx2(const CpuidSource& cpu);
 bool is_primary_vendor(const CpuidSource& cpu);
 
 struct FeatureCache {

@@ -16,9 +16,29 @@ namespace vt {
 // Position 0 (no SSE3) runs the SSE3 set too; the SSE2 set is reached only
 // through the entry slots.
 #define QM_SLOT(rec, ord, ret, name, params, args) \
-    const qm_##name##_fn name[6] = {m7::name, m7::name, u8::name, n8::name, y8::name, e9::name};
+    qm_##name##_fn name[6] = {m7::name, m7::name, u8::name, n8::name, y8::name, e9::name};
 #include "ippiQM300_functions.h"
 }  // namespace vt
+
+void place_avx_build(bool wide) {
+#define QM_SLOT(rec, ord, ret, name, params, args) vt::name[5] = wide ? e9w::name : e9::name;
+#include "ippiQM300_functions.h"
+}
+
+bool runs_on(SetId set, const CpuidSource& cpu) {
+    const uint64_t mask = compute_feature_mask(cpu);
+    const auto all = [mask](uint64_t bits) { return (mask & bits) == bits; };
+    switch (set) {
+    case SetId::mx: return all(kSSE2);
+    case SetId::m7: return all(kSSE3);
+    case SetId::u8: return all(kSSSE3);
+    case SetId::n8: return all(kSSSE3 | kMOVBE);
+    case SetId::y8: return all(kSSE41 | kSSE42);
+    case SetId::e9: return all(kAVX | kAVXOS);
+    case SetId::e9w: return has_avx2(cpu);
+    }
+    return false;
+}
 
 IppStatus processor_init(const CpuidSource& cpu, FeatureCache& cache) {
     Ipp64u mask = 0;
@@ -27,6 +47,9 @@ IppStatus processor_init(const CpuidSource& cpu, FeatureCache& cache) {
     g_variant = s.variant;
     g_lowPowerCore = s.lowPower;
     g_enabledMask = s.enabled;
+    // The variant, masks and records above never see AVX2: it only decides
+    // which build of the AVX set runs in position 5.
+    place_avx_build(has_avx2(cpu));
     return s.status;
 }
 

@@ -8,8 +8,9 @@
 
 namespace qm {
 
-// The six sets of the variant tables, plus the separate SSE2 set.
-enum class SetId { mx, m7, u8, n8, y8, e9 };
+// The six sets of the variant tables, plus the separate SSE2 set, plus e9w:
+// the AVX set built for AVX2, which fills position 5 where it can run.
+enum class SetId { mx, m7, u8, n8, y8, e9, e9w };
 
 inline constexpr int kFirstSlotRecord = 25;
 inline constexpr int kSlotCount = 60;

@@ -11,10 +11,11 @@ Ipp8u* ippiMalloc_8u_C3(int widthPixels, int heightPixels, int* pStepBytes) {
 void ippiFree(void* ptr) { ::ippFree(ptr); }
 Ipp8u* ippsMalloc_8u(int len) { return len <= 0 ? nullptr : static_cast<Ipp8u*>(::ippMalloc(len)); }
 // One function under both names, so the slots of ippiFree and ippsFree hold
-// the same entry. The alias names the mangled qm::<set>::ippiFree(void*);
-// every set name has two characters.
+// the same entry. The alias names the mangled qm::<set>::ippiFree(void*),
+// whose length prefix is the set name's length.
 #define QM_STR2(x) #x
 #define QM_STR(x) QM_STR2(x)
-void ippsFree(void* ptr) __attribute__((alias("_ZN2qm2" QM_STR(QM_SET) "8ippiFreeEPv")));
+void ippsFree(void* ptr) __attribute__((alias(
+    "_ZN2qm" QM_STR(QM_SET_NAME_LENGTH) QM_STR(QM_SET) "8ippiFreeEPv")));
 
 }  // namespace qm::QM_SET

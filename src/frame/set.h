@@ -9,9 +9,13 @@
 //   n8  SSSE3 and MOVBE (low-power cores)
 //   y8  SSE4.1 and SSE4.2
 //   e9  AVX
+//   e9w AVX2: the AVX set again, integer lanes 256 bits wide. Not a variant of
+//       its own: attach puts it in position 5 when the processor has AVX2
+//       and the operating system saves the AVX state, and it reports itself
+//       as the AVX set everywhere.
 #pragma once
 #ifndef QM_SET
-#error "per-set sources are compiled with -DQM_SET=mx|m7|u8|n8|y8|e9"
+#error "per-set sources are compiled with -DQM_SET=mx|m7|u8|n8|y8|e9|e9w"
 #endif
 #include "frame/frame.h"
 
