@@ -2,7 +2,6 @@
 // per-channel RGB, YUV and grey images. Primitives are reached through their
 // entry slots only.
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 #include "frame/frame.h"
@@ -79,20 +78,29 @@ private:
     Ipp8u* work_ = nullptr;
 };
 
-// Each plane's filter over the band, plane p from `in` into `out`.
-void filter_band(const Band& b, const PlaneScratch& in, const PlaneScratch& out, const PlaneFilter* filters) {
-    for (int p = 0; p < 3; ++p) filters[p].rows(b, in.at(p, b.row(b.y0)), out.at(p, b.row(b.y0)));
-}
+// The workers of the three planes, set up in plane order.
+class PlaneFilters {
+public:
+    PlaneFilters(int width, int height, const Ipp32u* modes, const Ipp32u* levels, bool copies)
+        : p_{PlaneFilter(width, height, modes[0], levels[0], copies),
+             PlaneFilter(width, height, modes[1], levels[1], copies),
+             PlaneFilter(width, height, modes[2], levels[2], copies)} {}
 
-int reach_of(const PlaneFilter* filters) {
-    return std::max({filters[0].reach(), filters[1].reach(), filters[2].reach()});
-}
+    int reach() const { return std::max({p_[0].reach(), p_[1].reach(), p_[2].reach()}); }
+    // Each plane over the band, plane p from `in` into `out`.
+    void band(const Band& b, const PlaneScratch& in, const PlaneScratch& out) const {
+        for (int p = 0; p < 3; ++p) p_[p].rows(b, in.at(p, b.row(b.y0)), out.at(p, b.row(b.y0)));
+    }
 
-// The two plane scratch images, input and output, of the RGB filters;
-// `filters` sets up the plane workers once both are there. Nothing is
-// written when either image is missing.
-template <class Setup>
-void through_planes(const Ipp8u* src, Ipp8u* dst, int width, int height, Setup filters) {
+private:
+    PlaneFilter p_[3];
+};
+
+// The RGB filters: src split into the planes of an input scratch image,
+// filtered plane by plane into those of an output one, joined into dst.
+// Nothing is written when either scratch image is missing.
+void through_planes(const Ipp8u* src, Ipp8u* dst, int width, int height, const Ipp32u* modes, const Ipp32u* levels,
+                    bool copies) {
     const PlaneScratch in = alloc_scratch(width, height);
     const PlaneScratch out = alloc_scratch(width, height);
     if (in.base == nullptr || out.base == nullptr) {
@@ -100,9 +108,9 @@ void through_planes(const Ipp8u* src, Ipp8u* dst, int width, int height, Setup f
         return;
     }
     {
-        const auto f = filters();
-        qm::through_bands(src, dst, height, in, out, reach_of(f.data()),
-                          [&](const Band& b) { filter_band(b, in, out, f.data()); });
+        const PlaneFilters filters(width, height, modes, levels, copies);
+        qm::through_bands(src, dst, height, in, out, filters.reach(),
+                          [&](const Band& b) { filters.band(b, in, out); });
     }
     free_scratch(in);
     free_scratch(out);
@@ -116,11 +124,8 @@ Ipp32u DeosNrRGB(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mod
     if (const Ipp32u r = qm::ScanChecks{}.nr_mode(mode).level(level).width(width)) return r;
     // Mode 0 goes to the worker and filters 3 x 3 here, unlike the per-channel
     // and YUV filters, where it leaves the plane alone.
-    through_planes(src, dst, width, height, [&] {
-        return std::array<PlaneFilter, 3>{PlaneFilter(width, height, mode, level, false),
-                                          PlaneFilter(width, height, mode, level, false),
-                                          PlaneFilter(width, height, mode, level, false)};
-    });
+    const Ipp32u modes[3] = {mode, mode, mode}, levels[3] = {level, level, level};
+    through_planes(src, dst, width, height, modes, levels, false);
     return qmScanDone;
 }
 
@@ -131,11 +136,8 @@ Ipp32u DeosNrIndividualRGB(const Ipp8u* src, Ipp8u* dst, int width, int height, 
                              .level(level0).level(level1).level(level2)
                              .width(width))
         return r;
-    through_planes(src, dst, width, height, [&] {
-        return std::array<PlaneFilter, 3>{PlaneFilter(width, height, mode0, level0, true),
-                                          PlaneFilter(width, height, mode1, level1, true),
-                                          PlaneFilter(width, height, mode2, level2, true)};
-    });
+    const Ipp32u modes[3] = {mode0, mode1, mode2}, levels[3] = {level0, level1, level2};
+    through_planes(src, dst, width, height, modes, levels, true);
     return qmScanDone;
 }
 
@@ -160,16 +162,15 @@ Ipp32u DeosNrYUV(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u mod
         return qmScanDone;
     }
     {
-        const PlaneFilter filters[3] = {PlaneFilter(width, height, modeY, levelY, true),
-                                        PlaneFilter(width, height, modeUV, levelUV, true),
-                                        PlaneFilter(width, height, modeUV, levelUV, true)};
+        const Ipp32u modes[3] = {modeY, modeUV, modeUV}, levels[3] = {levelY, levelUV, levelUV};
+        const PlaneFilters filters(width, height, modes, levels, true);
         const int step = qm::colour_step(width);
         // The interleaved images hold their band's rows where the planes do.
-        qm::for_each_band(width, height, reach_of(filters), [&](const Band& b) {
+        qm::for_each_band(width, height, filters.reach(), [&](const Band& b) {
             Ipp8u* const a = qm::row_of(yuv, b.row(b.lo), step);
             QM_VIA_SLOT(ippiRGBToYUV_8u_C3R)(qm::row_of(src, b.lo, step), step, a, step, IppiSize{width, b.hi - b.lo});
             qm::split_rows(a, in, 0, b.hi - b.lo, b.row(b.lo));
-            filter_band(b, in, out, filters);
+            filters.band(b, in, out);
             Ipp8u* const c = qm::row_of(result, b.row(b.y0), step);
             qm::join_rows(out, b.row(b.y0), c, 0, b.y1 - b.y0);
             QM_VIA_SLOT(ippiYUVToRGB_8u_C3R)(c, step, qm::row_of(dst, b.y0, step), step, IppiSize{width, b.y1 - b.y0});
