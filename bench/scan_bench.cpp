@@ -141,6 +141,7 @@ void bilateral_plane(const Ipp8u* in, Ipp8u* out, int mode, int level) {
     ippsFree(work);
 }
 
+// Mode 0 copies the plane in the per-channel and YUV filters.
 void bilateral_planes(Planes& in, Planes& out, const int* modes, int level) {
     for (int p = 0; p < 3; ++p)
         if (modes[p] == 0)
@@ -157,7 +158,7 @@ void BM_DeosNrRGB_Parts(benchmark::State& state) {
     std::vector<Ipp8u> dst(src.size());
     Planes in, out;
     split(src.data(), in);
-    const int modes[3] = {mode == 0 ? 1 : mode, mode == 0 ? 1 : mode, mode == 0 ? 1 : mode};  // mode 0 filters 3 x 3
+    const int modes[3] = {mode, mode, mode};  // 1 or 2: none is copied
     {
         Breakdown b(state);
         for (auto _ : state) {

@@ -1,5 +1,5 @@
 // The colour scanner filters on pages large enough to go through in several
-// bands of rows (4096 x 64: bands of 21 rows and one of a single row).
+// bands of rows (4096 x 49: bands of 16 rows and one of a single row).
 // Every byte of the result is checked, frame included: scratch blocks come
 // filled with one marker byte, so a filtered plane's frame must hold that
 // marker, never rows filtered elsewhere on the page.
@@ -18,7 +18,7 @@
 namespace {
 
 using Image = std::vector<Ipp8u>;
-constexpr int W = 4096, H = 64;
+constexpr int W = 4096, H = 49;
 constexpr Ipp8u kMarker = 0xA5;
 
 // Scratch from the module's allocator holds the marker until written.
