@@ -5,9 +5,9 @@
 #include <cstring>
 
 #include "frame/frame.h"
+#include "scanfilters/bands.h"
 #include "scanfilters/checks.h"
 #include "scanfilters/kernel_tables.h"
-#include "scanfilters/bands.h"
 
 namespace qm {
 namespace {

@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "frame/frame.h"
-#include "scanfilters/checks.h"
 #include "scanfilters/bands.h"
+#include "scanfilters/checks.h"
 
 namespace {
 
