@@ -5,9 +5,9 @@
 #include <cstring>
 
 #include "frame/frame.h"
+#include "scanfilters/bands.h"
 #include "scanfilters/checks.h"
 #include "scanfilters/kernel_tables.h"
-#include "scanfilters/scratch.h"
 
 namespace qm {
 namespace {
@@ -46,7 +46,8 @@ P at_interior(P p, const Interior& in) {
 }
 
 // Splits src into planes, filters each plane's interior with its kernel and
-// joins the planes into dst. Reports 1 when done, 0 when scratch was missing.
+// joins the planes into dst, band by band. Reports 1 when done, 0 when
+// scratch was missing.
 int planar_worker(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u radius, const float* k0,
                   const float* k1, const float* k2) {
     int step = 0;
@@ -58,20 +59,21 @@ int planar_worker(const Ipp8u* src, Ipp8u* dst, int width, int height, Ipp32u ra
         return 0;
     }
     const ptrdiff_t plane = ptrdiff_t{width} * height;
-    Ipp8u* pa[3] = {a, a + plane, a + 2 * plane};
-    Ipp8u* pb[3] = {b, b + plane, b + 2 * plane};
-    const IppiSize whole = {width, height};
-    QM_VIA_SLOT(ippiCopy_8u_C3P3R)(src, colour_step(width), pa, width, whole);
-    const Interior in = interior(width, height, radius, 1);
+    const PlaneScratch in{a, plane, width}, out{b, plane, width};
+    const Interior whole = interior(width, height, radius, 1);
     // Reversed pairing on purpose: the first byte of a pixel takes the third kernel.
     const float* kernels[3] = {k2, k1, k0};
-    for (int p = 0; p < 3; ++p)
-        QM_VIA_SLOT(ippiFilter32f_8u_C1R)(at_interior<const Ipp8u*>(pa[p], in), width, at_interior(pb[p], in),
-                                          width, in.roi, kernels[p], in.kernel, in.anchor);
-    // Scratch B's frame was never written: the destination frame gets
+    // Scratch B's frame is never written: the destination frame gets
     // whatever it held, not the source.
-    const Ipp8u* cb[3] = {pb[0], pb[1], pb[2]};
-    QM_VIA_SLOT(ippiCopy_8u_P3C3R)(cb, width, dst, colour_step(width), whole);
+    through_bands(src, dst, height, in, out, whole.empty ? 0 : int64_t{radius}, [&](const Band& band) {
+        if (whole.empty) return;
+        const int r = static_cast<int>(radius), first = band.first(r), end = band.end(r, height);
+        if (first >= end) return;
+        const IppiSize roi = {whole.roi.width, end - first};
+        for (int p = 0; p < 3; ++p)
+            QM_VIA_SLOT(ippiFilter32f_8u_C1R)(in.at(p, band.row(first)) + r, width, out.at(p, band.row(first)) + r,
+                                              width, roi, kernels[p], whole.kernel, whole.anchor);
+    });
     QM_VIA_SLOT(ippiFree)(a);
     QM_VIA_SLOT(ippiFree)(b);
     return 1;

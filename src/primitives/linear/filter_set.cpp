@@ -538,36 +538,34 @@ IppStatus run(const linear::FloatJob& job) {
     return ippStsNoErr;
 }
 
+// A slot function's body: the front's checks and plan, then the kernels.
+template <class Job, class... Args>
+IppStatus planned(Args... args) {
+    Job job;
+    const IppStatus st = linear::plan(args..., job);
+    return st != ippStsNoErr ? st : run(job);
+}
+
 }  // namespace
 
 IppStatus ippiFilter_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                             const Ipp32s* pKernel, IppiSize kernelSize, IppiPoint anchor, int divisor) {
-    linear::IntJob job;
-    const IppStatus st =
-        linear::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 1, job);
-    return st != ippStsNoErr ? st : run(job);
+    return planned<linear::IntJob>(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 1);
 }
 
 IppStatus ippiFilter_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                             const Ipp32s* pKernel, IppiSize kernelSize, IppiPoint anchor, int divisor) {
-    linear::IntJob job;
-    const IppStatus st =
-        linear::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 3, job);
-    return st != ippStsNoErr ? st : run(job);
+    return planned<linear::IntJob>(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, divisor, 3);
 }
 
 IppStatus ippiFilter32f_8u_C1R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                const Ipp32f* pKernel, IppiSize kernelSize, IppiPoint anchor) {
-    linear::FloatJob job;
-    const IppStatus st = linear::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 1, job);
-    return st != ippStsNoErr ? st : run(job);
+    return planned<linear::FloatJob>(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 1);
 }
 
 IppStatus ippiFilter32f_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize dstRoiSize,
                                const Ipp32f* pKernel, IppiSize kernelSize, IppiPoint anchor) {
-    linear::FloatJob job;
-    const IppStatus st = linear::plan(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 3, job);
-    return st != ippStsNoErr ? st : run(job);
+    return planned<linear::FloatJob>(pSrc, srcStep, pDst, dstStep, dstRoiSize, pKernel, kernelSize, anchor, 3);
 }
 
 }  // namespace qm::QM_SET
