@@ -111,7 +111,8 @@ void emit_row(const T* col, int m, int mw, int ch, const IntFinish& fin, Ipp8u* 
                 j = 1;
             }
             V last = all<V>(carry[0]);
-            for (; j + N <= cnt; j += N) {
+            // Counted, so that the bound does not depend on where j started.
+            for (int b = (cnt - j) / N; b > 0; --b, j += N) {
                 const V v = add(prefix_sum(sub(load<V>(c + j - 1 + mw), load<V>(c + j - 1))), last);
                 store(s + j, v);
                 last = broadcast_last(v);
