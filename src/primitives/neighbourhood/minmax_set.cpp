@@ -37,21 +37,42 @@ void fold(Ipp8u* s, int len, int d) {
     for (; x < len; ++x) s[x] = Op::scalar(s[x], s[x + d]);
 }
 
+// f(std::integral_constant<int, n>) for 1 <= n <= Max, so that loops over n
+// unroll completely; f(n) otherwise.
+template <int Max, class F>
+void with_count(int n, F&& f) {
+    bool done = false;
+    unroll<Max>([&](auto i) {
+        constexpr int K = i + 1;
+        if (!done && n == K) {
+            f(std::integral_constant<int, K>{});
+            done = true;
+        }
+    });
+    if (!done) f(n);
+}
+
+// out[x] = extreme of src[x .. x + mw - 1] for x < w, mw given as a count.
+template <class Op, class Count>
+void reduce_direct(const Ipp8u* src, int w, Count mw, Ipp8u* out) {
+    int x = 0;
+    for (; x + B <= w; x += B) {
+        VU8 v = load<VU8>(src + x);
+        for (int k = 1; k < mw; ++k) v = Op::vec(v, load<VU8>(src + x + k));
+        store(out + x, v);
+    }
+    for (; x < w; ++x) {
+        Ipp8u v = src[x];
+        for (int k = 1; k < mw; ++k) v = Op::scalar(v, src[x + k]);
+        out[x] = v;
+    }
+}
+
 // out[x] = extreme of src[x .. x + mw - 1] for x < w; src holds w + mw - 1 bytes.
 template <class Op>
 void reduce_row(const Ipp8u* src, int w, int mw, Ipp8u* scratch, Ipp8u* out) {
     if (mw <= kDirectWidth) {
-        int x = 0;
-        for (; x + B <= w; x += B) {
-            VU8 v = load<VU8>(src + x);
-            for (int k = 1; k < mw; ++k) v = Op::vec(v, load<VU8>(src + x + k));
-            store(out + x, v);
-        }
-        for (; x < w; ++x) {
-            Ipp8u v = src[x];
-            for (int k = 1; k < mw; ++k) v = Op::scalar(v, src[x + k]);
-            out[x] = v;
-        }
+        with_count<kDirectWidth>(mw, [&](auto n) { reduce_direct<Op>(src, w, n, out); });
         return;
     }
     // Windows of 2, 4, ... p <= mw < 2p, then two overlapping windows of p.
@@ -88,8 +109,8 @@ void combine_rows(const Ipp8u* const* rows, int n, int w, Ipp8u* out) {
 
 // Two destination rows at once: they share the n >= 1 middle rows, so
 // out0 = extreme(first, middle) and out1 = extreme(middle, last).
-template <class Op>
-void combine_row_pair(const Ipp8u* first, const Ipp8u* const* middle, int n, const Ipp8u* last, int w,
+template <class Op, class Count>
+void combine_row_pair(const Ipp8u* first, const Ipp8u* const* middle, Count n, const Ipp8u* last, int w,
                       Ipp8u* out0, Ipp8u* out1) {
     int x = 0;
     for (; x + B <= w; x += B) {
@@ -165,8 +186,9 @@ IppStatus filter_extreme(const minmax::Job& job) {
         for (; y + 1 < height; y += 2) {
             reduce_until(y + mh);
             for (int k = 1; k < mh; ++k) rows[k - 1] = slot(y + k);
-            combine_row_pair<Op>(slot(y), rows, mh - 1, slot(y + mh), w, dst + y * dstStep,
-                                 dst + (y + 1) * dstStep);
+            with_count<kDirectWidth>(mh - 1, [&](auto n) {
+                combine_row_pair<Op>(slot(y), rows, n, slot(y + mh), w, dst + y * dstStep, dst + (y + 1) * dstStep);
+            });
         }
     }
     for (; y < height; ++y) {
