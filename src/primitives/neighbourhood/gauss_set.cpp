@@ -2,9 +2,10 @@
 //
 // Each source row is filtered horizontally once into row buffers; the
 // vertical pass combines a ring of those rows. Sums are exact integers, so
-// the vector and scalar paths agree trivially. With 256-bit float vectors the
-// 5x5 mask runs vertical-first in single precision instead, where the sums are
-// still exact integers and the one rounding provably matches (see there).
+// the vector and scalar paths agree trivially. Where float vectors are wider
+// than the byte ones (AVX without AVX2) the 5x5 mask runs vertical-first in
+// single precision instead, where the sums are still exact integers and the
+// one rounding provably matches (see there).
 #include <algorithm>
 #include <cstring>
 
