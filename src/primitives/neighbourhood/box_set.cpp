@@ -18,6 +18,21 @@ using namespace lanes;
 using box::Geometry;
 using box::IntDivisor;
 
+// Sums held as T sit in registers of Lanes<T>.
+template <class T>
+struct SumLanes;
+template <>
+struct SumLanes<uint16_t> {
+    using V = VU16;
+};
+template <>
+struct SumLanes<uint32_t> {
+    using V = VI32;
+};
+
+// Bytes finished per block: one byte register.
+constexpr int kBlock = VU8::N;
+
 struct IntFinish {
     IntDivisor d;
     // The shift is at least 8, so results fit in 31 bits and the saturating
@@ -26,184 +41,125 @@ struct IntFinish {
         const uint32_t v = (d.k * s + d.r) >> d.sh;
         return static_cast<Ipp8u>(v > 255 ? 255 : v);
     }
-    void block16(const uint32_t* s, Ipp8u* out) const {
-        const I32x4 k = all<I32x4>(static_cast<int>(d.k));
-        const I32x4 r = all<I32x4>(static_cast<int>(d.r));
+    void block(const uint32_t* s, Ipp8u* out) const {
+        const VI32 k = all<VI32>(static_cast<int>(d.k));
+        const VI32 r = all<VI32>(static_cast<int>(d.r));
         const I32x4 sh = int_in_lane0<I32x4>(d.sh);
-        I32x4 v[4];
-        for (int q = 0; q < 4; ++q) v[q] = shr(add(mullo(load<I32x4>(s + 4 * q), k), r), sh);
+        VI32 v[4];
+        for (int q = 0; q < 4; ++q) v[q] = shr(add(mullo(load<VI32>(s + VI32::N * q), k), r), sh);
         store(out, pack_u8(pack_i16(v[0], v[1]), pack_i16(v[2], v[3])));
     }
-    // Sixteen sums held in 16 bits; k < 2^16, so the 32-bit product is exact.
-    void block16(const uint16_t* s, Ipp8u* out) const {
-        const U16x8 k = all<U16x8>(static_cast<int>(d.k));
-        const I32x4 r = all<I32x4>(static_cast<int>(d.r));
+    // Sums held in 16 bits; k < 2^16, so the 32-bit product is exact.
+    void block(const uint16_t* s, Ipp8u* out) const {
+        const VU16 k = all<VU16>(static_cast<int>(d.k));
+        const VI32 r = all<VI32>(static_cast<int>(d.r));
         const I32x4 sh = int_in_lane0<I32x4>(d.sh);
-        I16x8 half[2];
+        VI16 half[2];
         for (int q = 0; q < 2; ++q) {
-            const U16x8 v = load<U16x8>(s + 8 * q);
-            const U16x8 lo = mullo(v, k), hi = mulhi(v, k);
-            const I32x4 p0 = shr(add(as<I32x4>(interleave_lo(lo, hi)), r), sh);
-            const I32x4 p1 = shr(add(as<I32x4>(interleave_hi(lo, hi)), r), sh);
+            const VU16 v = load<VU16>(s + VU16::N * q);
+            const VU16 lo = mullo(v, k), hi = mulhi(v, k);
+            const VI32 p0 = shr(add(as<VI32>(interleave_lo(lo, hi)), r), sh);
+            const VI32 p1 = shr(add(as<VI32>(interleave_hi(lo, hi)), r), sh);
             half[q] = pack_i16(p0, p1);
         }
         store(out, pack_u8(half[0], half[1]));
     }
 };
 
-// Small masks (area * 255 < 2^16) keep column and window sums in 16 bits,
-// eight lanes to a register.
+// Small masks (area * 255 < 2^16) keep column and window sums in 16 bits.
 constexpr int64_t kMaxNarrowArea = 257;
 
 // Sums of masks up to this wide are taken directly from the column sums;
 // wider ones slide.
 constexpr int kDirectWidth = 8;
-// Outputs per pass over the column sums: a multiple of 16 (packing) and of 12
-// (four three-channel pixels).
+// Outputs per pass over the column sums: a multiple of the finishing block
+// and of 12 (four three-channel pixels).
 constexpr int kChunk = 96;
+static_assert(kChunk % kBlock == 0 && kChunk % 12 == 0);
 
 // One destination row: S[i] = sum of mw column sums i, i + ch, ... (flat index
-// i over width x channels), each turned into a byte.
-void emit_row(const uint32_t* col, int m, int mw, int ch, const IntFinish& fin, Ipp8u* out) {
-    alignas(16) uint32_t s[kChunk];
-    uint32_t carry[3] = {0, 0, 0};  // last ch sums of the previous chunk
+// i over width x channels), each turned into a byte. T is the sums' type;
+// they wrap as T does, and the true sums fit it.
+template <class T>
+void emit_row(const T* col, int m, int mw, int ch, const IntFinish& fin, Ipp8u* out) {
+    using V = typename SumLanes<T>::V;
+    constexpr int N = V::N;
+    alignas(32) T s[kChunk];
+    T carry[3] = {0, 0, 0};  // last ch sums of the previous chunk
     const int span = mw * ch;
+    const auto direct = [&](const T* c) {
+        T v = 0;
+        for (int k = 0; k < mw; ++k) v = static_cast<T>(v + c[k * ch]);
+        return v;
+    };
     for (int i0 = 0; i0 < m; i0 += kChunk) {
         const int cnt = std::min(kChunk, m - i0);
-        const uint32_t* c = col + i0;
+        const T* c = col + i0;
         int j = 0;
         if (mw <= kDirectWidth) {
-            for (; j + 4 <= cnt; j += 4) {
-                I32x4 v = load<I32x4>(c + j);
-                for (int k = 1; k < mw; ++k) v = add(v, load<I32x4>(c + j + k * ch));
+            for (; j + N <= cnt; j += N) {
+                V v = load<V>(c + j);
+                for (int k = 1; k < mw; ++k) v = add(v, load<V>(c + j + k * ch));
                 store_aligned(s + j, v);
             }
-            for (; j < cnt; ++j) {
-                uint32_t v = 0;
-                for (int k = 0; k < mw; ++k) v += c[j + k * ch];
-                s[j] = v;
-            }
+            for (; j < cnt; ++j) s[j] = direct(c + j);
         } else if (ch == 1) {
-            // S[i] = S[i - 1] + D[i - 1], D[k] = col[k + mw] - col[k]: a prefix
-            // sum of D, four lanes at a time, carried from lane 3.
+            // S[i] = S[i - 1] + D[i - 1], D[k] = col[k + mw] - col[k]: a running
+            // sum of D, a register at a time, carried from its last lane.
             if (i0 == 0) {
-                uint32_t v = 0;
-                for (int k = 0; k < mw; ++k) v += c[k];
-                s[0] = carry[0] = v;
+                s[0] = carry[0] = direct(c);
                 j = 1;
             }
-            I32x4 last = all<I32x4>(static_cast<int>(carry[0]));
-            for (; j + 4 <= cnt; j += 4) {
-                I32x4 d = sub(load<I32x4>(c + j - 1 + mw), load<I32x4>(c + j - 1));
-                d = add(d, bytes_up<4>(d));
-                d = add(d, bytes_up<8>(d));
-                const I32x4 v = add(d, last);
+            V last = all<V>(carry[0]);
+            // Counted, so that the bound does not depend on where j started.
+            for (int b = (cnt - j) / N; b > 0; --b, j += N) {
+                const V v = add(prefix_sum(sub(load<V>(c + j - 1 + mw), load<V>(c + j - 1))), last);
                 store(s + j, v);
                 last = broadcast_last(v);
             }
-            uint32_t prev = static_cast<uint32_t>(lane0(last));
-            for (; j < cnt; ++j) s[j] = prev = prev + c[j - 1 + mw] - c[j - 1];
+            T prev = static_cast<T>(lane0(last));
+            for (; j < cnt; ++j) s[j] = prev = static_cast<T>(prev + c[j - 1 + mw] - c[j - 1]);
             carry[0] = prev;
         } else {
             for (; j < cnt; ++j) {
                 if (i0 + j < ch) {
-                    uint32_t v = 0;
-                    for (int k = 0; k < mw; ++k) v += c[j + k * ch];
-                    s[j] = v;
+                    s[j] = direct(c + j);
                 } else {
-                    const uint32_t prev = j >= ch ? s[j - ch] : carry[j];
-                    s[j] = prev + c[j - ch + span] - c[j - ch];
+                    const T prev = j >= ch ? s[j - ch] : carry[j];
+                    s[j] = static_cast<T>(prev + c[j - ch + span] - c[j - ch]);
                 }
             }
             for (int q = 0; q < ch; ++q) carry[q] = s[cnt - ch + q];
         }
         int o = 0;
-        for (; o + 16 <= cnt; o += 16) fin.block16(s + o, out + i0 + o);
-        for (; o < cnt; ++o) out[i0 + o] = fin.scalar(s[o]);
-    }
-}
-
-void emit_row(const uint16_t* col, int m, int mw, int ch, const IntFinish& fin, Ipp8u* out) {
-    alignas(16) uint16_t s[kChunk];
-    uint16_t carry[3] = {0, 0, 0};
-    const int span = mw * ch;
-    for (int i0 = 0; i0 < m; i0 += kChunk) {
-        const int cnt = std::min(kChunk, m - i0);
-        const uint16_t* c = col + i0;
-        const auto at = [c](int j) { return load<U16x8>(c + j); };
-        int j = 0;
-        if (mw <= kDirectWidth) {
-            for (; j + 8 <= cnt; j += 8) {
-                U16x8 v = at(j);
-                for (int k = 1; k < mw; ++k) v = add(v, at(j + k * ch));
-                store_aligned(s + j, v);
-            }
-            for (; j < cnt; ++j) {
-                unsigned v = 0;
-                for (int k = 0; k < mw; ++k) v += c[j + k * ch];
-                s[j] = static_cast<uint16_t>(v);
-            }
-        } else if (ch == 1) {
-            if (i0 == 0) {
-                unsigned v = 0;
-                for (int k = 0; k < mw; ++k) v += c[k];
-                s[0] = carry[0] = static_cast<uint16_t>(v);
-                j = 1;
-            }
-            U16x8 last = all<U16x8>(carry[0]);
-            for (; j + 8 <= cnt; j += 8) {
-                U16x8 d = sub(at(j - 1 + mw), at(j - 1));
-                d = add(d, bytes_up<2>(d));
-                d = add(d, bytes_up<4>(d));
-                d = add(d, bytes_up<8>(d));
-                const U16x8 v = add(d, last);
-                store(s + j, v);
-                last = broadcast_last(v);
-            }
-            uint16_t prev = static_cast<uint16_t>(first(last));
-            for (; j < cnt; ++j) s[j] = prev = static_cast<uint16_t>(prev + c[j - 1 + mw] - c[j - 1]);
-            carry[0] = prev;
-        } else {
-            for (; j < cnt; ++j) {
-                if (i0 + j < ch) {
-                    unsigned v = 0;
-                    for (int k = 0; k < mw; ++k) v += c[j + k * ch];
-                    s[j] = static_cast<uint16_t>(v);
-                } else {
-                    const uint16_t prev = j >= ch ? s[j - ch] : carry[j];
-                    s[j] = static_cast<uint16_t>(prev + c[j - ch + span] - c[j - ch]);
-                }
-            }
-            for (int q = 0; q < ch; ++q) carry[q] = s[cnt - ch + q];
-        }
-        int o = 0;
-        for (; o + 16 <= cnt; o += 16) fin.block16(s + o, out + i0 + o);
+        for (; o + kBlock <= cnt; o += kBlock) fin.block(s + o, out + i0 + o);
         for (; o < cnt; ++o) out[i0 + o] = fin.scalar(s[o]);
     }
 }
 
 // col[j] += in[j] - out[j], modulo 2^16 or 2^32 (sums are exact, any wrap cancels).
 void update_cols(uint16_t* col, const Ipp8u* in, const Ipp8u* out, int n) {
+    constexpr int H = VU16::N;
     int j = 0;
-    for (; j + 16 <= n; j += 16) {
-        const U8x16 a = load<U8x16>(in + j), b = load<U8x16>(out + j);
+    for (; j + kBlock <= n; j += kBlock) {
+        const VU8 a = load<VU8>(in + j), b = load<VU8>(out + j);
         uint16_t* p = col + j;
-        store(p, add(load<U16x8>(p), sub(widen_lo(a), widen_lo(b))));
-        store(p + 8, add(load<U16x8>(p + 8), sub(widen_hi(a), widen_hi(b))));
+        store(p, add(load<VU16>(p), sub(widen_lo(a), widen_lo(b))));
+        store(p + H, add(load<VU16>(p + H), sub(widen_hi(a), widen_hi(b))));
     }
     for (; j < n; ++j) col[j] = static_cast<uint16_t>(col[j] + in[j] - out[j]);
 }
 
 void update_cols(uint32_t* col, const Ipp8u* in, const Ipp8u* out, int n) {
     int j = 0;
-    for (; j + 16 <= n; j += 16) {
-        const U8x16 a = load<U8x16>(in + j), b = load<U8x16>(out + j);
-        const I16x8 dlo = as<I16x8>(sub(widen_lo(a), widen_lo(b)));
-        const I16x8 dhi = as<I16x8>(sub(widen_hi(a), widen_hi(b)));
-        const I32x4 d[4] = {widen_lo(dlo), widen_hi(dlo), widen_lo(dhi), widen_hi(dhi)};
+    for (; j + kBlock <= n; j += kBlock) {
+        const VU8 a = load<VU8>(in + j), b = load<VU8>(out + j);
+        const VI16 dlo = as<VI16>(sub(widen_lo(a), widen_lo(b)));
+        const VI16 dhi = as<VI16>(sub(widen_hi(a), widen_hi(b)));
+        const VI32 d[4] = {widen_lo(dlo), widen_hi(dlo), widen_lo(dhi), widen_hi(dhi)};
         for (int q = 0; q < 4; ++q) {
-            uint32_t* p = col + j + 4 * q;
-            store(p, add(load<I32x4>(p), d[q]));
+            uint32_t* p = col + j + VI32::N * q;
+            store(p, add(load<VI32>(p), d[q]));
         }
     }
     for (; j < n; ++j) col[j] += static_cast<uint32_t>(int{in[j]} - int{out[j]});

@@ -2,9 +2,10 @@
 //
 // Each source row is filtered horizontally once into row buffers; the
 // vertical pass combines a ring of those rows. Sums are exact integers, so
-// the vector and scalar paths agree trivially. With 256-bit float vectors the
-// 5x5 mask runs vertical-first in single precision instead, where the sums are
-// still exact integers and the one rounding provably matches (see there).
+// the vector and scalar paths agree trivially. Where float vectors are wider
+// than the byte ones (AVX without AVX2) the 5x5 mask runs vertical-first in
+// single precision instead, where the sums are still exact integers and the
+// one rounding provably matches (see there).
 #include <algorithm>
 #include <cstring>
 
@@ -17,8 +18,9 @@ namespace {
 
 using namespace lanes;
 
-// Sixteen samples per block: one byte vector, two of 16-bit lanes.
-constexpr int kBlock = U8x16::N;
+// Samples per block: one byte register, two of 16-bit lanes.
+constexpr int kBlock = VU8::N;
+constexpr int kHalf = VU16::N;
 
 // ---- 3x3 -----------------------------------------------------------------------
 
@@ -28,9 +30,9 @@ void hsum3(const Ipp8u* s, int k, Ipp16u* out, int n) {
     walk_row<kBlock>(
         n,
         [&](int i) {
-            const U8x16 l = load<U8x16>(s + i - k), c = load<U8x16>(s + i), r = load<U8x16>(s + i + k);
+            const VU8 l = load<VU8>(s + i - k), c = load<VU8>(s + i), r = load<VU8>(s + i + k);
             store(out + i, add(add(widen_lo(l), widen_lo(r)), shl<1>(widen_lo(c))));
-            store(out + i + 8, add(add(widen_hi(l), widen_hi(r)), shl<1>(widen_hi(c))));
+            store(out + i + kHalf, add(add(widen_hi(l), widen_hi(r)), shl<1>(widen_hi(c))));
         },
         [&](int i) { out[i] = static_cast<Ipp16u>(s[i - k] + 2 * s[i] + s[i + k]); });
 }
@@ -42,12 +44,12 @@ void vsum3(const Ipp16u* a, const Ipp16u* b, const Ipp16u* c, Ipp8u* d, int n) {
     walk_row<kBlock>(
         n,
         [&](int i) {
-            U16x8 r[2];
-            const U16x8 seven = all<U16x8>(7), one = all<U16x8>(1);
+            VU16 r[2];
+            const VU16 seven = all<VU16>(7), one = all<VU16>(1);
             for (int q = 0; q < 2; ++q) {
-                const int j = i + 8 * q;
-                const U16x8 s = add(add(load<U16x8>(a + j), load<U16x8>(c + j)), shl<1>(load<U16x8>(b + j)));
-                const U16x8 odd = bit_and(shr<4>(s), one);
+                const int j = i + kHalf * q;
+                const VU16 s = add(add(load<VU16>(a + j), load<VU16>(c + j)), shl<1>(load<VU16>(b + j)));
+                const VU16 odd = bit_and(shr<4>(s), one);
                 r[q] = shr<4>(add(add(s, seven), odd));
             }
             store(d + i, pack_u8(r[0], r[1]));
@@ -85,37 +87,38 @@ inline Ipp8u div571(int s) {
     return static_cast<Ipp8u>(((static_cast<Ipp32u>(s) + 286u) * 29382u) >> 24);
 }
 
-// A, B and C of 16 samples, eight 16-bit lanes per half, read as unsigned.
+// A, B and C of a block of samples, in two halves of 16-bit lanes, read as
+// unsigned.
 // With byte multiply-adds, the byte pairs (s[-2k], s[-k]), (s[k], s[2k]) and
 // (s[0], s[0]) go through byte x byte products; no pair can reach the 16-bit
 // saturation (the largest, 255 x (64 + 63), is 32385), and C wraps as an
 // unsigned lane. Without them, the symmetric taps are added first and
 // multiplied in 16-bit lanes.
-QM_LANES_INLINE void hsum5x16(const Ipp8u* s, int k, U16x8 (&out)[3][2]) {
-    const U8x16 m2 = load<U8x16>(s - 2 * k), m1 = load<U8x16>(s - k), c0 = load<U8x16>(s),
-                p1 = load<U8x16>(s + k), p2 = load<U8x16>(s + 2 * k);
+QM_LANES_INLINE void hsum5_block(const Ipp8u* s, int k, VU16 (&out)[3][2]) {
+    const VU8 m2 = load<VU8>(s - 2 * k), m1 = load<VU8>(s - k), c0 = load<VU8>(s), p1 = load<VU8>(s + k),
+              p2 = load<VU8>(s + 2 * k);
     if constexpr (kByteShuffle) {
-        const U8x16 left[2] = {interleave_lo(m2, m1), interleave_hi(m2, m1)};
-        const U8x16 right[2] = {interleave_lo(p1, p2), interleave_hi(p1, p2)};
-        const U8x16 centre[2] = {interleave_lo(c0, c0), interleave_hi(c0, c0)};
-        auto w = [](int a, int b) { return as<I8x16>(all<I16x8>((b << 8) | a)); };
+        const VU8 left[2] = {interleave_lo(m2, m1), interleave_hi(m2, m1)};
+        const VU8 right[2] = {interleave_lo(p1, p2), interleave_hi(p1, p2)};
+        const VU8 centre[2] = {interleave_lo(c0, c0), interleave_hi(c0, c0)};
+        auto w = [](int a, int b) { return as<VI8>(all<VI16>((b << 8) | a)); };
         for (int h = 0; h < 2; ++h) {
             auto taps = [&](int w2, int w1, int c1, int c2) {
-                return as<U16x8>(add(add(maddubs(left[h], w(w2, w1)), maddubs(right[h], w(w1, w2))),
-                                     maddubs(centre[h], w(c1, c2))));
+                return as<VU16>(add(add(maddubs(left[h], w(w2, w1)), maddubs(right[h], w(w1, w2))),
+                                    maddubs(centre[h], w(c1, c2))));
             };
             out[0][h] = taps(2, 7, 6, 6);
             out[1][h] = taps(7, 31, 26, 26);
             out[2][h] = taps(12, 52, 64, 63);
         }
     } else {
-        const U16x8 o2[2] = {add(widen_lo(m2), widen_lo(p2)), add(widen_hi(m2), widen_hi(p2))};
-        const U16x8 o1[2] = {add(widen_lo(m1), widen_lo(p1)), add(widen_hi(m1), widen_hi(p1))};
-        const U16x8 o0[2] = {widen_lo(c0), widen_hi(c0)};
+        const VU16 o2[2] = {add(widen_lo(m2), widen_lo(p2)), add(widen_hi(m2), widen_hi(p2))};
+        const VU16 o1[2] = {add(widen_lo(m1), widen_lo(p1)), add(widen_hi(m1), widen_hi(p1))};
+        const VU16 o0[2] = {widen_lo(c0), widen_hi(c0)};
         for (int h = 0; h < 2; ++h) {
             auto taps = [&](int w2, int w1, int w0) {
-                return add(add(mullo(o2[h], all<U16x8>(w2)), mullo(o1[h], all<U16x8>(w1))),
-                           mullo(o0[h], all<U16x8>(w0)));
+                return add(add(mullo(o2[h], all<VU16>(w2)), mullo(o1[h], all<VU16>(w1))),
+                           mullo(o0[h], all<VU16>(w0)));
             };
             out[0][h] = taps(2, 7, 12);
             out[1][h] = taps(7, 31, 52);
@@ -124,28 +127,28 @@ QM_LANES_INLINE void hsum5x16(const Ipp8u* s, int k, U16x8 (&out)[3][2]) {
     }
 }
 
-// The A, B and C sums of 16 samples into their rows.
-QM_LANES_INLINE void store_abc(const U16x8 (&v)[3][2], Ipp16u* a, Ipp16u* b, Ipp16u* c) {
+// The A, B and C sums of a block into their rows.
+QM_LANES_INLINE void store_abc(const VU16 (&v)[3][2], Ipp16u* a, Ipp16u* b, Ipp16u* c) {
     store(a, v[0][0]);
-    store(a + 8, v[0][1]);
+    store(a + kHalf, v[0][1]);
     store(b, v[1][0]);
-    store(b + 8, v[1][1]);
+    store(b + kHalf, v[1][1]);
     store(c, v[2][0]);
-    store(c + 8, v[2][1]);
+    store(c + kHalf, v[2][1]);
 }
 
-// Eight results of ((S + 286) x 29382) >> 24 for S = aa + b1 + b3 + c, in
-// 16-bit lanes. The product is summed from signed 16x16 multiply-adds:
+// Results of ((S + 286) x 29382) >> 24 for S = aa + b1 + b3 + c, in 16-bit
+// lanes. The product is summed from signed 16x16 multiply-adds:
 // aa <= 15300 and b1, b3 <= 32640 fit a signed lane, c (up to 65025) enters
 // as c - 32768 and the 32768 x 29382 joins the constant. Each multiply-add
 // stays within 31 bits; their sum, the whole product, stays below 2^32 and
 // wraps nowhere before the logical shift.
-QM_LANES_INLINE I16x8 div571x8(U16x8 aa, U16x8 b1, U16x8 b3, U16x8 c) {
-    const I16x8 k = all<I16x8>(29382);
-    const I32x4 bias = all<I32x4>((286 + 32768) * 29382);
-    const U16x8 cs = bit_xor(c, all<U16x8>(0x8000));
-    const I32x4 lo = add(add(madd(as<I16x8>(interleave_lo(aa, b1)), k), madd(as<I16x8>(interleave_lo(b3, cs)), k)), bias);
-    const I32x4 hi = add(add(madd(as<I16x8>(interleave_hi(aa, b1)), k), madd(as<I16x8>(interleave_hi(b3, cs)), k)), bias);
+QM_LANES_INLINE VI16 div571_lanes(VU16 aa, VU16 b1, VU16 b3, VU16 c) {
+    const VI16 k = all<VI16>(29382);
+    const VI32 bias = all<VI32>((286 + 32768) * 29382);
+    const VU16 cs = bit_xor(c, all<VU16>(0x8000));
+    const VI32 lo = add(add(madd(as<VI16>(interleave_lo(aa, b1)), k), madd(as<VI16>(interleave_lo(b3, cs)), k)), bias);
+    const VI32 hi = add(add(madd(as<VI16>(interleave_hi(aa, b1)), k), madd(as<VI16>(interleave_hi(b3, cs)), k)), bias);
     return pack_i16(shr<24>(lo), shr<24>(hi));
 }
 
@@ -165,8 +168,8 @@ void prime5(const Ipp8u* s, int k, const Ring& ring, int row) {
     walk_row<kBlock>(
         ring.n,
         [&](int i) {
-            U16x8 v[3][2];
-            hsum5x16(s + i, k, v);
+            VU16 v[3][2];
+            hsum5_block(s + i, k, v);
             store_abc(v, A + i, B + i, C + i);
         },
         [&](int i) {
@@ -195,14 +198,14 @@ void gauss5(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi
         // Not the shifted-back last block: a sample's slot is rewritten as it goes.
         int i = 0;
         for (; i + kBlock <= n; i += kBlock) {
-            U16x8 v[3][2];
-            hsum5x16(s + i, k, v);
-            I16x8 r[2];
+            VU16 v[3][2];
+            hsum5_block(s + i, k, v);
+            VI16 r[2];
             for (int h = 0; h < 2; ++h) {
-                const int j = i + 8 * h;
+                const int j = i + kHalf * h;
                 // A + A' <= 15300 fits 16 bits.
-                const U16x8 aa = add(load<U16x8>(A0 + j), v[0][h]);
-                r[h] = div571x8(aa, load<U16x8>(B1 + j), load<U16x8>(B3 + j), load<U16x8>(C2 + j));
+                const VU16 aa = add(load<VU16>(A0 + j), v[0][h]);
+                r[h] = div571_lanes(aa, load<VU16>(B1 + j), load<VU16>(B3 + j), load<VU16>(C2 + j));
             }
             store(d + i, pack_u8(r[0], r[1]));
             store_abc(v, A0 + i, B0 + i, C0 + i);
@@ -233,9 +236,12 @@ void gauss5(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi
 // converted once, reaching 2k samples beyond the strip on both sides) stay
 // in the first-level cache.
 constexpr int kStrip = 768;  // samples
+// Taken where float lanes are wider than the integer ones (eight float lanes,
+// sixteen bytes); with 32 byte lanes the integer path is faster.
+constexpr bool kFloat5x5 = kWideFloat && VU8::N == 16;
 constexpr int kAhead = 6;    // rows
 
-// Samples s0 .. s0 + m - 1 of every row, 16 <= m <= kStrip; `ring` holds five
+// Samples s0 .. s0 + m - 1 of every row, kBlock <= m <= kStrip; `ring` holds five
 // rows of m + 4k floats.
 void gauss5_strip(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int height, int k, int s0, int m,
                   float* ring) {
@@ -281,14 +287,14 @@ void gauss5_strip(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int he
         });
         Ipp8u* d = dst + static_cast<ptrdiff_t>(y) * dstStep + s0;
         walk_blocks<kBlock>(m, [&](int t) {
-            I32x4 q[kBlock / 4];
+            VI32 q[4];  // a byte register holds four of 32-bit lanes
             unroll<kBlock / kLanes>([&](auto g) {
                 const int u = t + g * kLanes;
                 const VF sum = add(add(add(load<VF>(vA + u), load<VF>(vA + u + 2 * h)),
                                        add(load<VF>(vB + u + k), load<VF>(vB + u + 3 * k))),
                                    load<VF>(vC + u + h));
                 const VI v = truncate(add(mul(sum, recip), rounding));
-                for (int c = 0; c < kHalves; ++c) q[g * kHalves + c] = half(v, c);
+                for (int c = 0; c < kPieces; ++c) q[g * kPieces + c] = piece(v, c);
             });
             store(d + t, pack_u8(pack_i16(q[0], q[1]), pack_i16(q[2], q[3])));
         });
@@ -296,13 +302,13 @@ void gauss5_strip(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, int he
     }
 }
 
-// Rows of at least 16 samples.
+// Rows of at least kBlock samples.
 void gauss5_float(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, int k, float* ring) {
     const int n = roi.width * k;
     for (int s0 = 0; s0 < n; s0 += kStrip) {
         int m = std::min(kStrip, n - s0);
         int start = s0;
-        if (m < 16) start = n - 16, m = 16;  // a short last strip overlaps the one before
+        if (m < kBlock) start = n - kBlock, m = kBlock;  // a short last strip overlaps the one before
         gauss5_strip(src, srcStep, dst, dstStep, roi.height, k, start, m, ring);
     }
 }
@@ -317,7 +323,7 @@ IppStatus run(const gauss::Job& job) {
     if (buf == nullptr) return ippStsMemAllocErr;
     if (job.side == 3)
         gauss3(src, srcStep, dst, dstStep, job.roi, job.ch, buf);
-    else if (kWideFloat && job.roi.width * job.ch >= 16)  // five float rows of a strip fit the buffer
+    else if (kFloat5x5 && job.roi.width * job.ch >= kBlock)  // five float rows of a strip fit the buffer
         gauss5_float(src, srcStep, dst, dstStep, job.roi, job.ch, static_cast<float*>(buf));
     else
         gauss5(src, srcStep, dst, dstStep, job.roi, job.ch, buf);

@@ -111,7 +111,7 @@ template <int M>
 void square_median(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiSize roi, int k) {
     constexpr int kStrip = 512;
     constexpr int kMaxHalo = (M / 2) * 3;
-    alignas(16) Ipp8u col[M][kStrip + 2 * kMaxHalo + 16];
+    alignas(32) Ipp8u col[M][kStrip + 2 * kMaxHalo + VU8::N];
     std::memset(col, 0, sizeof col);  // tails of short strips are read, never used
     const int halo = (M / 2) * k;
     const int n = roi.width * k;
@@ -140,7 +140,7 @@ void square_median(const Ipp8u* src, int srcStep, Ipp8u* dst, int dstStep, IppiS
             };
             if (len < VU8::N) {
                 // Whole vector over the zeroed buffer tail; keep only len bytes.
-                alignas(16) Ipp8u tmp[VU8::N];
+                alignas(32) Ipp8u tmp[VU8::N];
                 out(0, Vector{}, tmp);
                 std::memcpy(d + s0, tmp, static_cast<size_t>(len));
                 continue;
@@ -236,7 +236,7 @@ IppStatus general_median(const Ipp8u* topLeft, int srcStep, Ipp8u* dst, int dstS
 // columns. All sums are exact 16-bit integers (at most 24 x 765), so the
 // candidates compare exactly as in the direct definition.
 //
-// Work goes in vertical strips, eight candidates or outputs per vector:
+// Work goes in vertical strips, a vector of candidates or outputs at a time:
 //   - each source row becomes three 16-bit planes (a ring of M rows);
 //   - for source row Y, the distances from its pixels to the pixels at
 //     (dy, dx) with dy > 0, or dy = 0 and dx > 0, are stored; the other half
@@ -255,7 +255,8 @@ public:
     static constexpr int R = M - 1;                         // reach
     static constexpr int W = 2 * R + 1;                     // table side
     static constexpr int kStrip = M == 3 ? 248 : 120;       // outputs per strip
-    static constexpr int kCols = (kStrip + R + 7) / 8 * 8;  // candidate columns per strip
+    static constexpr int kStep = VI16::N;                    // candidates or outputs per vector
+    static constexpr int kCols = (kStrip + R + kStep - 1) / kStep * kStep;  // candidate columns per strip
     static constexpr int kPad = 8;                          // array index of the strip's first column
     static constexpr int kLen = kCols + 2 * kPad;
 
@@ -275,7 +276,7 @@ public:
         : src_(topLeft), srcStep_(srcStep), dst_(dst), dstStep_(dstStep), roi_(roi) {
         for (int t = 0; t < M * M; ++t) {
             offset_[t] = static_cast<ptrdiff_t>(t / M) * srcStep_ + 3 * (t % M);
-            candidate_[t] = all<I16x8>(t);
+            candidate_[t] = all<VI16>(t);
         }
     }
 
@@ -290,25 +291,25 @@ private:
     ptrdiff_t dstStep_;
     IppiSize roi_;
     ptrdiff_t offset_[M * M];  // candidate t relative to the neighbourhood's top-left
-    I16x8 candidate_[M * M];
+    VI16 candidate_[M * M];
 
     // Ring of source rows. With byte multiply-adds, channels 0 and 1 as byte
     // pairs and channel 2 as 16-bit values, so a distance takes one byte
     // difference for two channels; otherwise one 16-bit plane per channel.
     struct PairPlanes {
-        alignas(16) Ipp8u pair[2 * kLen];
-        alignas(16) int16_t third[kLen];
+        alignas(32) Ipp8u pair[2 * kLen];
+        alignas(32) int16_t third[kLen];
     };
     struct ChannelPlanes {
-        alignas(16) int16_t c[3][kLen];
+        alignas(32) int16_t c[3][kLen];
     };
     using Planes = std::conditional_t<kByteShuffle, PairPlanes, ChannelPlanes>;
     Planes plane_[M];
-    alignas(16) int16_t dist_[kArrays][kLen];
-    alignas(16) int16_t total_[M * M][kLen];  // [i * M + j]
-    alignas(16) int16_t best_[M][kStrip + 8];
-    alignas(16) int16_t index_[M][kStrip + 8];
-    alignas(16) Ipp8u out_[3 * kStrip + 4];
+    alignas(32) int16_t dist_[kArrays][kLen];
+    alignas(32) int16_t total_[M * M][kLen];  // [i * M + j]
+    alignas(32) int16_t best_[M][kStrip + kStep];
+    alignas(32) int16_t index_[M][kStrip + kStep];
+    alignas(32) Ipp8u out_[3 * kStrip + 4];
 
     // Per row: the planes of rows Y .. Y + R, the slots row Y writes and the
     // slots rows Y - k wrote for offset k.
@@ -316,8 +317,8 @@ private:
     int16_t* slotNow_[M];
     const int16_t* slotOld_[M];
 
-    static I16x8 at(const int16_t* p) { return load<I16x8>(p); }
-    static void put(int16_t* p, I16x8 v) { store(p, v); }
+    static VI16 at(const int16_t* p) { return load<VI16>(p); }
+    static void put(int16_t* p, VI16 v) { store(p, v); }
 
     // Source row Y of the strip into its planes (zeros beyond the image).
     void load_row(int Y, int x0, int cols) {
@@ -353,26 +354,26 @@ private:
     // Row Y's half of the distance tables.
     void distances() {
         const Planes& p = *rowPlanes_[0];
-        for (int o = kPad; o < kPad + kCols; o += 8) {
+        for (int o = kPad; o < kPad + kCols; o += kStep) {
             if constexpr (kByteShuffle) {
-                const U8x16 a01 = load<U8x16>(p.pair + 2 * o);
-                const U16x8 a2 = load<U16x8>(p.third + o);
-                const I8x16 ones = all<I8x16>(1);
+                const VU8 a01 = load<VU8>(p.pair + 2 * o);
+                const VU16 a2 = load<VU16>(p.third + o);
+                const VI8 ones = all<VI8>(1);
                 store_distances(o, [&](const Planes& q, int at_o) {
-                    const U8x16 d01 = absdiff(a01, load<U8x16>(q.pair + 2 * at_o));
-                    return add(maddubs(d01, ones), as<I16x8>(absdiff(a2, load<U16x8>(q.third + at_o))));
+                    const VU8 d01 = absdiff(a01, load<VU8>(q.pair + 2 * at_o));
+                    return add(maddubs(d01, ones), as<VI16>(absdiff(a2, load<VU16>(q.third + at_o))));
                 });
             } else {
-                const U16x8 a0 = load<U16x8>(p.c[0] + o), a1 = load<U16x8>(p.c[1] + o), a2 = load<U16x8>(p.c[2] + o);
+                const VU16 a0 = load<VU16>(p.c[0] + o), a1 = load<VU16>(p.c[1] + o), a2 = load<VU16>(p.c[2] + o);
                 store_distances(o, [&](const Planes& q, int at_o) {
-                    return as<I16x8>(add(add(absdiff(a0, load<U16x8>(q.c[0] + at_o)), absdiff(a1, load<U16x8>(q.c[1] + at_o))),
-                                         absdiff(a2, load<U16x8>(q.c[2] + at_o))));
+                    return as<VI16>(add(add(absdiff(a0, load<VU16>(q.c[0] + at_o)), absdiff(a1, load<VU16>(q.c[1] + at_o))),
+                                         absdiff(a2, load<VU16>(q.c[2] + at_o))));
                 });
             }
         }
     }
 
-    // Row Y's distances of the eight pixels at o to every stored offset.
+    // Row Y's distances of the kStep pixels at o to every stored offset.
     template <class Distance>
     QM_LANES_INLINE void store_distances(int o, Distance&& distance) {
         unroll<M>([&](auto dyc) {
@@ -388,8 +389,8 @@ private:
 
     // Block sums of row Y's candidates.
     void totals() {
-        for (int o = kPad; o < kPad + kCols; o += 8) {
-            // Table entry (dy, dx) of the eight candidates at o.
+        for (int o = kPad; o < kPad + kCols; o += kStep) {
+            // Table entry (dy, dx) of the kStep candidates at o.
             auto table = [&](auto dyc, auto dxc) {
                 constexpr int dy = dyc, dx = dxc;
                 if constexpr (dy > 0 || (dy == 0 && dx > 0))
@@ -399,9 +400,9 @@ private:
             };
             // h[dy + R]: row dy's sum over the columns of window column j,
             // slid along as j grows (column j covers dx = -j .. R - j).
-            I16x8 h[W];
+            VI16 h[W];
             auto emit = [&](auto j) {  // block sums down the rows: window row i covers dy = -i .. R - i
-                I16x8 s = h[R];
+                VI16 s = h[R];
                 unroll<R>([&](auto k) { s = add(s, h[R + k + 1]); });
                 put(total_[j] + o, s);
                 unroll<R>([&](auto k) {
@@ -413,7 +414,7 @@ private:
             unroll<W>([&](auto r) {
                 constexpr int dy = r - R;
                 // The centre adds nothing.
-                I16x8 s = dy == 0 ? table(std::integral_constant<int, 0>{}, std::integral_constant<int, 1>{})
+                VI16 s = dy == 0 ? table(std::integral_constant<int, 0>{}, std::integral_constant<int, 1>{})
                                     : table(std::integral_constant<int, dy>{}, std::integral_constant<int, 0>{});
                 unroll<R>([&](auto k) {
                     constexpr int dx = k + 1;
@@ -441,25 +442,25 @@ private:
         int16_t* best = best_[y % M];
         int16_t* index = index_[y % M];
         const int16_t* tot = total_[i * M];
-        const I16x8* cand = candidate_ + i * M;
-        for (int x = 0; x < width; x += 8) {
+        const VI16* cand = candidate_ + i * M;
+        for (int x = 0; x < width; x += kStep) {
             const int o = kPad + x;
-            I16x8 b, t;
+            VI16 b, t;
             if (i == 0) {
                 b = at(tot + o);
-                t = zero<I16x8>();
+                t = zero<VI16>();
             } else {
                 b = at(best + x);
                 t = at(index + x);
-                const I16x8 c = at(tot + o);
-                const I16x8 lt = gt(b, c);
+                const VI16 c = at(tot + o);
+                const VI16 lt = gt(b, c);
                 b = min(b, c);
                 t = select(lt, cand[0], t);
             }
             unroll<R>([&](auto k) {
                 constexpr int j = k + 1;
-                const I16x8 c = at(tot + j * kLen + o + j);
-                const I16x8 lt = gt(b, c);
+                const VI16 c = at(tot + j * kLen + o + j);
+                const VI16 lt = gt(b, c);
                 b = min(b, c);
                 t = select(lt, cand[j], t);
             });

@@ -2,13 +2,13 @@
 // is reduced over the mask width once, into a ring of mask-height rows, and
 // each destination row is the extreme of the ring. Extremes are exact whatever
 // the order, so every method below gives the same bytes.
-#include <climits>
 #include <cstdint>
 #include <cstring>
 
 #include "frame/set.h"
 #include "primitives/neighbourhood/minmax_front.h"
 #include "primitives/simd/lanes.h"
+#include "primitives/simd/work.h"
 
 namespace qm::QM_SET {
 namespace {
@@ -37,21 +37,42 @@ void fold(Ipp8u* s, int len, int d) {
     for (; x < len; ++x) s[x] = Op::scalar(s[x], s[x + d]);
 }
 
+// f(std::integral_constant<int, n>) for 1 <= n <= Max, so that loops over n
+// unroll completely; f(n) otherwise.
+template <int Max, class F>
+void with_count(int n, F&& f) {
+    bool done = false;
+    unroll<Max>([&](auto i) {
+        constexpr int K = i + 1;
+        if (!done && n == K) {
+            f(std::integral_constant<int, K>{});
+            done = true;
+        }
+    });
+    if (!done) f(n);
+}
+
+// out[x] = extreme of src[x .. x + mw - 1] for x < w, mw given as a count.
+template <class Op, class Count>
+void reduce_direct(const Ipp8u* src, int w, Count mw, Ipp8u* out) {
+    int x = 0;
+    for (; x + B <= w; x += B) {
+        VU8 v = load<VU8>(src + x);
+        for (int k = 1; k < mw; ++k) v = Op::vec(v, load<VU8>(src + x + k));
+        store(out + x, v);
+    }
+    for (; x < w; ++x) {
+        Ipp8u v = src[x];
+        for (int k = 1; k < mw; ++k) v = Op::scalar(v, src[x + k]);
+        out[x] = v;
+    }
+}
+
 // out[x] = extreme of src[x .. x + mw - 1] for x < w; src holds w + mw - 1 bytes.
 template <class Op>
 void reduce_row(const Ipp8u* src, int w, int mw, Ipp8u* scratch, Ipp8u* out) {
     if (mw <= kDirectWidth) {
-        int x = 0;
-        for (; x + B <= w; x += B) {
-            VU8 v = load<VU8>(src + x);
-            for (int k = 1; k < mw; ++k) v = Op::vec(v, load<VU8>(src + x + k));
-            store(out + x, v);
-        }
-        for (; x < w; ++x) {
-            Ipp8u v = src[x];
-            for (int k = 1; k < mw; ++k) v = Op::scalar(v, src[x + k]);
-            out[x] = v;
-        }
+        with_count<kDirectWidth>(mw, [&](auto n) { reduce_direct<Op>(src, w, n, out); });
         return;
     }
     // Windows of 2, 4, ... p <= mw < 2p, then two overlapping windows of p.
@@ -70,21 +91,45 @@ void reduce_row(const Ipp8u* src, int w, int mw, Ipp8u* scratch, Ipp8u* out) {
     for (; x < w; ++x) out[x] = Op::scalar(scratch[x], scratch[x + d]);
 }
 
-// out[x] = extreme over the mh ring rows.
+// out[x] = extreme over the n rows.
 template <class Op>
-void combine_rows(Ipp8u* const* rows, int mh, int w, Ipp8u* out) {
+void combine_rows(const Ipp8u* const* rows, int n, int w, Ipp8u* out) {
     int x = 0;
     for (; x + B <= w; x += B) {
         VU8 v = load<VU8>(rows[0] + x);
-        for (int k = 1; k < mh; ++k) v = Op::vec(v, load<VU8>(rows[k] + x));
+        for (int k = 1; k < n; ++k) v = Op::vec(v, load<VU8>(rows[k] + x));
         store(out + x, v);
     }
     for (; x < w; ++x) {
         Ipp8u v = rows[0][x];
-        for (int k = 1; k < mh; ++k) v = Op::scalar(v, rows[k][x]);
+        for (int k = 1; k < n; ++k) v = Op::scalar(v, rows[k][x]);
         out[x] = v;
     }
 }
+
+// Two destination rows at once: they share the n >= 1 middle rows, so
+// out0 = extreme(first, middle) and out1 = extreme(middle, last).
+template <class Op, class Count>
+void combine_row_pair(const Ipp8u* first, const Ipp8u* const* middle, Count n, const Ipp8u* last, int w,
+                      Ipp8u* out0, Ipp8u* out1) {
+    int x = 0;
+    for (; x + B <= w; x += B) {
+        VU8 v = load<VU8>(middle[0] + x);
+        for (int k = 1; k < n; ++k) v = Op::vec(v, load<VU8>(middle[k] + x));
+        store(out0 + x, Op::vec(v, load<VU8>(first + x)));
+        store(out1 + x, Op::vec(v, load<VU8>(last + x)));
+    }
+    for (; x < w; ++x) {
+        Ipp8u v = middle[0][x];
+        for (int k = 1; k < n; ++k) v = Op::scalar(v, middle[k][x]);
+        out0[x] = Op::scalar(v, first[x]);
+        out1[x] = Op::scalar(v, last[x]);
+    }
+}
+
+// Rows this tall or shorter are combined from a list of row pointers; taller
+// masks fold the ring into the destination row pair by pair.
+constexpr int kMaxListed = 64;
 
 template <class Op>
 IppStatus filter_extreme(const minmax::Job& job) {
@@ -99,49 +144,58 @@ IppStatus filter_extreme(const minmax::Job& job) {
         return ippStsNoErr;
     }
 
-    // Ring of per-row extremes; the second buffer is the scratch row of the
+    // A ring of per-row extremes, mh + 1 rows (the one beyond the mask holds
+    // the second row of a pair); the second buffer is the scratch row of the
     // doubling windows (wide masks only, taken always so failures do not
-    // depend on the mask).
-    // Freed by hand: with a WorkBuffers table in this frame the compiler laid
-    // out the row loops with 5 % more instructions.
+    // depend on the mask) and the ring's extra row.
+    const int depth = mh + 1;
     const int64_t ringRow = (int64_t{w} + 31) & ~int64_t{31};
-    const int64_t ringBytes = ringRow * mh;
-    const int64_t scratchBytes = (int64_t{w} + mw + 31) & ~int64_t{31};
-    Ipp8u* ring = ringBytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(ringBytes)));
+    WorkBuffers work;
+    Ipp8u* const ring = work.get<Ipp8u>(ringRow * mh);
     if (ring == nullptr) return ippStsMemAllocErr;
-    Ipp8u* scratch =
-        scratchBytes > INT_MAX ? nullptr : static_cast<Ipp8u*>(ippMalloc(static_cast<int>(scratchBytes)));
-    if (scratch == nullptr) {
-        ippFree(ring);
-        return ippStsMemAllocErr;
-    }
+    Ipp8u* const scratch = work.get<Ipp8u>(ringRow + ((int64_t{w} + mw + 31) & ~int64_t{31}));
+    if (scratch == nullptr) return ippStsMemAllocErr;
+    Ipp8u* const wide = scratch + ringRow;
 
-    const auto source_row = [&](int r) { return top + r * srcStep; };
-    const auto ring_row = [&](int r) { return ring + (r % mh) * ringRow; };
+    // Source row r's extremes live in slot r mod depth; slot mh is the extra row.
+    const auto slot = [&](int r) {
+        const int k = r % depth;
+        return k == mh ? scratch : ring + k * ringRow;
+    };
+    int reduced = 0;  // source rows reduced so far
+    const auto reduce_until = [&](int r) {
+        for (; reduced <= r; ++reduced) reduce_row<Op>(top + reduced * srcStep, w, mw, wide, slot(reduced));
+    };
 
-    // The ring is read in its own slot order: the extreme does not care.
-    constexpr int kMaxListed = 64;
-    Ipp8u* listed[kMaxListed];
-    const bool useList = mh <= kMaxListed;
-    if (useList)
-        for (int k = 0; k < mh; ++k) listed[k] = ring + k * ringRow;
-
-    for (int r = 0; r < mh; ++r) reduce_row<Op>(source_row(r), w, mw, scratch, ring_row(r));
-    for (int y = 0; y < height; ++y) {
-        Ipp8u* out = dst + y * dstStep;
-        if (useList) {
-            combine_rows<Op>(listed, mh, w, out);
-        } else {
-            std::memcpy(out, ring, static_cast<size_t>(w));
+    if (mh > kMaxListed) {
+        // Rare: no pointer list; each row folds the ring pair by pair.
+        for (int y = 0; y < height; ++y) {
+            reduce_until(y + mh - 1);
+            Ipp8u* out = dst + y * dstStep;
+            std::memcpy(out, slot(y), static_cast<size_t>(w));
             for (int k = 1; k < mh; ++k) {
-                Ipp8u* const pair[2] = {out, ring + k * ringRow};
+                const Ipp8u* const pair[2] = {out, slot(y + k)};
                 combine_rows<Op>(pair, 2, w, out);
             }
         }
-        if (y + 1 < height) reduce_row<Op>(source_row(y + mh), w, mw, scratch, ring_row(y + mh));
+        return ippStsNoErr;
     }
-    ippFree(scratch);
-    ippFree(ring);
+    const Ipp8u* rows[kMaxListed + 1];
+    int y = 0;
+    if (mh > 1) {
+        for (; y + 1 < height; y += 2) {
+            reduce_until(y + mh);
+            for (int k = 1; k < mh; ++k) rows[k - 1] = slot(y + k);
+            with_count<kDirectWidth>(mh - 1, [&](auto n) {
+                combine_row_pair<Op>(slot(y), rows, n, slot(y + mh), w, dst + y * dstStep, dst + (y + 1) * dstStep);
+            });
+        }
+    }
+    for (; y < height; ++y) {
+        reduce_until(y + mh - 1);
+        for (int k = 0; k < mh; ++k) rows[k] = slot(y + k);
+        combine_rows<Op>(rows, mh, w, dst + y * dstStep);
+    }
     return ippStsNoErr;
 }
 

@@ -5,10 +5,13 @@
 // Types (each wraps one register; N is its lane count):
 //   U8x16 I8x16 U16x8 I16x8 I32x4 F32x4  128-bit lanes, every set
 //   VF    float lanes of the set: F32x8 with AVX, F32x4 otherwise
-//   VI    32-bit integer lanes as many as VF: I32x8 (two halves) with AVX
-//   VU8 VU16 VI16 VI32   the set's widest integer lanes (128 bits today)
-// A 256-bit integer tier changes the V* aliases and adds the wider types
-// here; kernels written over V*::N do not change.
+//   VI    32-bit integer lanes as many as VF: I32x8 with AVX (two halves
+//         without AVX2)
+//   U8x32 I8x32 U16x16 I16x16 I32x8   256-bit integer lanes, with AVX2
+//   VU8 VI8 VU16 VI16 VI32   the set's widest integer lanes: the 256-bit
+//                        ones with AVX2, the 128-bit ones otherwise
+// Kernels written over V*::N do not change with the width: every operation
+// keeps lane order across the whole register.
 //
 // Rules every operation keeps, so that all sets give the same bytes:
 // - compares are ordered (NaN compares false), except not_gt (NaN: true);
@@ -563,16 +566,241 @@ QM_LANES_INLINE V lanes_of(T... x) requires std::is_same_v<V, F32x4> {
     return {_mm_setr_ps(static_cast<float>(x)...)};
 }
 
+// ---- 256-bit integer lanes (AVX2) ------------------------------------------------------------
+// Every operation keeps lane order across the whole register, as its 128-bit
+// twin does: the instructions that work per 128-bit half (pack, unpack,
+// byte shifts) are followed or preceded by the permute that restores it, so
+// a kernel's meaning never depends on the width.
+
+#if defined(__AVX2__)
+QM_LANES_TYPE(U8x32, 32, __m256i)
+QM_LANES_TYPE(I8x32, 32, __m256i)
+QM_LANES_TYPE(U16x16, 16, __m256i)
+QM_LANES_TYPE(I16x16, 16, __m256i)
+// Also the float lanes' integer twin (VI); it still takes its two halves.
+struct I32x8 {
+    static constexpr int N = 8;
+    __m256i v{};  // filled half by half by some kernels
+    I32x8() = default;
+    QM_LANES_INLINE I32x8(__m256i x) : v(x) {}
+    QM_LANES_INLINE I32x8(const I32x4 (&h)[2]) : v(_mm256_set_m128i(h[1].v, h[0].v)) {}
+};
+
+template <class V>
+concept Int256 = std::is_same_v<V, U8x32> || std::is_same_v<V, I8x32> || std::is_same_v<V, U16x16> ||
+                 std::is_same_v<V, I16x16> || std::is_same_v<V, I32x8>;
+template <class V>
+concept Int16w = std::is_same_v<V, U16x16> || std::is_same_v<V, I16x16>;
+
+namespace detail {
+// 64-bit quarters in the order 0 2 1 3: turns the result of a per-half pack
+// into lane order, or prepares the operands of a per-half unpack.
+QM_LANES_INLINE __m256i q0213(__m256i a) { return _mm256_permute4x64_epi64(a, 0xD8); }
+QM_LANES_INLINE __m128i low128(__m256i a) { return _mm256_castsi256_si128(a); }
+QM_LANES_INLINE __m128i high128(__m256i a) { return _mm256_extracti128_si256(a, 1); }
+}  // namespace detail
+
+template <Int256 V>
+QM_LANES_INLINE V load(const void* p) {
+    return V{_mm256_loadu_si256(static_cast<const __m256i*>(p))};
+}
+template <Int256 V>
+QM_LANES_INLINE V load_aligned(const void* p) {
+    return V{_mm256_load_si256(static_cast<const __m256i*>(p))};
+}
+template <Int256 V>
+QM_LANES_INLINE void store(void* p, V a) {
+    _mm256_storeu_si256(static_cast<__m256i*>(p), a.v);
+}
+template <Int256 V>
+QM_LANES_INLINE void store_aligned(void* p, V a) {
+    _mm256_store_si256(static_cast<__m256i*>(p), a.v);
+}
+template <Int256 V>
+QM_LANES_INLINE V zero() {
+    return V{_mm256_setzero_si256()};
+}
+template <Int256 V>
+QM_LANES_INLINE V all(int x) {
+    if constexpr (V::N == 32) return V{_mm256_set1_epi8(static_cast<char>(x))};
+    else if constexpr (V::N == 16) return V{_mm256_set1_epi16(static_cast<short>(x))};
+    else return V{_mm256_set1_epi32(x)};
+}
+template <Int256 To, Int256 From>
+QM_LANES_INLINE To as(From a) {
+    return To{a.v};
+}
+template <Int256 V>
+QM_LANES_INLINE int lane0(V a) {
+    return _mm_cvtsi128_si32(detail::low128(a.v));
+}
+
+QM_LANES_BINARY(Int256, bit_and, _mm256_and_si256)
+QM_LANES_BINARY(Int256, bit_or, _mm256_or_si256)
+QM_LANES_BINARY(Int256, bit_xor, _mm256_xor_si256)
+QM_LANES_BINARY(Int256, bit_andnot, _mm256_andnot_si256)
+template <Int256 V>
+QM_LANES_INLINE V select(V m, V a, V b) {
+    return V{_mm256_blendv_epi8(b.v, a.v, m.v)};
+}
+template <Int256 V>
+QM_LANES_INLINE bool any(V m) {
+    return _mm256_movemask_epi8(m.v) != 0;
+}
+template <Int256 V>
+QM_LANES_INLINE int byte_mask(V m) {
+    return _mm256_movemask_epi8(m.v);
+}
+// Whole register moved by B bytes towards higher (up) or lower (down) lanes.
+template <int B, Int256 V>
+QM_LANES_INLINE V bytes_up(V a) {
+    static_assert(B > 0 && B < 32, "byte offset inside the register");
+    const __m256i lowUp = _mm256_permute2x128_si256(a.v, a.v, 0x08);  // zero : low half
+    if constexpr (B < 16) return V{_mm256_alignr_epi8(a.v, lowUp, 16 - B)};
+    else if constexpr (B == 16) return V{lowUp};
+    else return V{_mm256_slli_si256(lowUp, B - 16)};
+}
+template <int B, Int256 V>
+QM_LANES_INLINE V bytes_down(V a) {
+    static_assert(B > 0 && B < 32, "byte offset inside the register");
+    const __m256i highDown = _mm256_permute2x128_si256(a.v, a.v, 0x81);  // high half : zero
+    if constexpr (B < 16) return V{_mm256_alignr_epi8(highDown, a.v, B)};
+    else if constexpr (B == 16) return V{highDown};
+    else return V{_mm256_srli_si256(highDown, B - 16)};
+}
+
+// Bytes.
+QM_LANES_INLINE U8x32 add(U8x32 a, U8x32 b) { return {_mm256_add_epi8(a.v, b.v)}; }
+QM_LANES_INLINE U8x32 sub(U8x32 a, U8x32 b) { return {_mm256_sub_epi8(a.v, b.v)}; }
+QM_LANES_INLINE U8x32 adds(U8x32 a, U8x32 b) { return {_mm256_adds_epu8(a.v, b.v)}; }
+QM_LANES_INLINE U8x32 subs(U8x32 a, U8x32 b) { return {_mm256_subs_epu8(a.v, b.v)}; }
+QM_LANES_INLINE U8x32 min(U8x32 a, U8x32 b) { return {_mm256_min_epu8(a.v, b.v)}; }
+QM_LANES_INLINE U8x32 max(U8x32 a, U8x32 b) { return {_mm256_max_epu8(a.v, b.v)}; }
+QM_LANES_INLINE U8x32 eq(U8x32 a, U8x32 b) { return {_mm256_cmpeq_epi8(a.v, b.v)}; }
+QM_LANES_INLINE U8x32 absdiff(U8x32 a, U8x32 b) {
+    return {_mm256_or_si256(_mm256_subs_epu8(a.v, b.v), _mm256_subs_epu8(b.v, a.v))};
+}
+QM_LANES_INLINE U8x32 interleave_lo(U8x32 a, U8x32 b) {
+    return {_mm256_unpacklo_epi8(detail::q0213(a.v), detail::q0213(b.v))};
+}
+QM_LANES_INLINE U8x32 interleave_hi(U8x32 a, U8x32 b) {
+    return {_mm256_unpackhi_epi8(detail::q0213(a.v), detail::q0213(b.v))};
+}
+QM_LANES_INLINE U16x16 widen_lo(U8x32 a) { return {_mm256_cvtepu8_epi16(detail::low128(a.v))}; }
+QM_LANES_INLINE U16x16 widen_hi(U8x32 a) { return {_mm256_cvtepu8_epi16(detail::high128(a.v))}; }
+QM_LANES_INLINE I16x16 maddubs(U8x32 a, I8x32 b) { return {_mm256_maddubs_epi16(a.v, b.v)}; }
+
+// 16-bit lanes.
+#define QM_LANES_SHIFT256(name, intrinsic) \
+    template <int S, Int16w V>             \
+    QM_LANES_INLINE V name(V a) {          \
+        return V{intrinsic(a.v, S)};       \
+    }
+QM_LANES_BINARY(Int16w, add, _mm256_add_epi16)
+QM_LANES_BINARY(Int16w, sub, _mm256_sub_epi16)
+QM_LANES_BINARY(Int16w, mullo, _mm256_mullo_epi16)
+QM_LANES_BINARY(Int16w, eq, _mm256_cmpeq_epi16)
+QM_LANES_SHIFT256(shl, _mm256_slli_epi16)
+QM_LANES_SHIFT256(shr, _mm256_srli_epi16)
+#undef QM_LANES_SHIFT256
+template <Int16w V>
+QM_LANES_INLINE V shr(V a, I32x4 count) {
+    return V{_mm256_srl_epi16(a.v, count.v)};
+}
+template <Int16w V>
+QM_LANES_INLINE V interleave_lo(V a, V b) {
+    return V{_mm256_unpacklo_epi16(detail::q0213(a.v), detail::q0213(b.v))};
+}
+template <Int16w V>
+QM_LANES_INLINE V interleave_hi(V a, V b) {
+    return V{_mm256_unpackhi_epi16(detail::q0213(a.v), detail::q0213(b.v))};
+}
+template <Int16w V>
+QM_LANES_INLINE V broadcast_last(V a) {
+    return V{_mm256_permute4x64_epi64(_mm256_shufflehi_epi16(a.v, _MM_SHUFFLE(3, 3, 3, 3)), 0xFF)};
+}
+template <Int16w V>
+QM_LANES_INLINE int first(V a) {
+    return _mm_extract_epi16(detail::low128(a.v), 0);
+}
+QM_LANES_INLINE I16x16 adds(I16x16 a, I16x16 b) { return {_mm256_adds_epi16(a.v, b.v)}; }
+QM_LANES_INLINE I16x16 subs(I16x16 a, I16x16 b) { return {_mm256_subs_epi16(a.v, b.v)}; }
+QM_LANES_INLINE U16x16 adds(U16x16 a, U16x16 b) { return {_mm256_adds_epu16(a.v, b.v)}; }
+QM_LANES_INLINE U16x16 subs(U16x16 a, U16x16 b) { return {_mm256_subs_epu16(a.v, b.v)}; }
+QM_LANES_INLINE I16x16 mulhi(I16x16 a, I16x16 b) { return {_mm256_mulhi_epi16(a.v, b.v)}; }
+QM_LANES_INLINE U16x16 mulhi(U16x16 a, U16x16 b) { return {_mm256_mulhi_epu16(a.v, b.v)}; }
+template <int S>
+QM_LANES_INLINE I16x16 sar(I16x16 a) {
+    return {_mm256_srai_epi16(a.v, S)};
+}
+QM_LANES_INLINE I16x16 min(I16x16 a, I16x16 b) { return {_mm256_min_epi16(a.v, b.v)}; }
+QM_LANES_INLINE I16x16 max(I16x16 a, I16x16 b) { return {_mm256_max_epi16(a.v, b.v)}; }
+QM_LANES_INLINE I16x16 gt(I16x16 a, I16x16 b) { return {_mm256_cmpgt_epi16(a.v, b.v)}; }
+QM_LANES_INLINE I16x16 lt(I16x16 a, I16x16 b) { return {_mm256_cmpgt_epi16(b.v, a.v)}; }
+QM_LANES_INLINE U16x16 min(U16x16 a, U16x16 b) { return {_mm256_min_epu16(a.v, b.v)}; }
+QM_LANES_INLINE U16x16 max(U16x16 a, U16x16 b) { return {_mm256_max_epu16(a.v, b.v)}; }
+QM_LANES_INLINE U16x16 absdiff(U16x16 a, U16x16 b) { return {_mm256_abs_epi16(_mm256_sub_epi16(a.v, b.v))}; }
+QM_LANES_INLINE I32x8 madd(I16x16 a, I16x16 b) { return {_mm256_madd_epi16(a.v, b.v)}; }
+QM_LANES_INLINE U8x32 pack_u8(I16x16 a, I16x16 b) { return {detail::q0213(_mm256_packus_epi16(a.v, b.v))}; }
+QM_LANES_INLINE U8x32 pack_u8(U16x16 a, U16x16 b) { return {detail::q0213(_mm256_packus_epi16(a.v, b.v))}; }
+QM_LANES_INLINE I8x32 pack_i8(I16x16 a, I16x16 b) { return {detail::q0213(_mm256_packs_epi16(a.v, b.v))}; }
+QM_LANES_INLINE I32x8 widen_lo(I16x16 a) { return {_mm256_cvtepi16_epi32(detail::low128(a.v))}; }
+QM_LANES_INLINE I32x8 widen_hi(I16x16 a) { return {_mm256_cvtepi16_epi32(detail::high128(a.v))}; }
+QM_LANES_INLINE I32x8 widen_lo(U16x16 a) { return {_mm256_cvtepu16_epi32(detail::low128(a.v))}; }
+QM_LANES_INLINE I32x8 widen_hi(U16x16 a) { return {_mm256_cvtepu16_epi32(detail::high128(a.v))}; }
+
+// 32-bit lanes.
+QM_LANES_INLINE I32x8 add(I32x8 a, I32x8 b) { return {_mm256_add_epi32(a.v, b.v)}; }
+QM_LANES_INLINE I32x8 sub(I32x8 a, I32x8 b) { return {_mm256_sub_epi32(a.v, b.v)}; }
+QM_LANES_INLINE I32x8 mullo(I32x8 a, I32x8 b) { return {_mm256_mullo_epi32(a.v, b.v)}; }
+template <int S>
+QM_LANES_INLINE I32x8 shl(I32x8 a) {
+    return {_mm256_slli_epi32(a.v, S)};
+}
+template <int S>
+QM_LANES_INLINE I32x8 shr(I32x8 a) {
+    return {_mm256_srli_epi32(a.v, S)};
+}
+template <int S>
+QM_LANES_INLINE I32x8 sar(I32x8 a) {
+    return {_mm256_srai_epi32(a.v, S)};
+}
+QM_LANES_INLINE I32x8 shr(I32x8 a, I32x4 count) { return {_mm256_srl_epi32(a.v, count.v)}; }
+QM_LANES_INLINE I32x8 gt(I32x8 a, I32x8 b) { return {_mm256_cmpgt_epi32(a.v, b.v)}; }
+QM_LANES_INLINE I32x8 lt(I32x8 a, I32x8 b) { return {_mm256_cmpgt_epi32(b.v, a.v)}; }
+QM_LANES_INLINE I32x8 eq(I32x8 a, I32x8 b) { return {_mm256_cmpeq_epi32(a.v, b.v)}; }
+QM_LANES_INLINE I32x8 interleave_lo(I32x8 a, I32x8 b) {
+    return {_mm256_unpacklo_epi32(detail::q0213(a.v), detail::q0213(b.v))};
+}
+QM_LANES_INLINE I32x8 interleave_hi(I32x8 a, I32x8 b) {
+    return {_mm256_unpackhi_epi32(detail::q0213(a.v), detail::q0213(b.v))};
+}
+QM_LANES_INLINE I32x8 broadcast_last(I32x8 a) { return {_mm256_permutevar8x32_epi32(a.v, _mm256_set1_epi32(7))}; }
+QM_LANES_INLINE I16x16 pack_i16(I32x8 a, I32x8 b) { return {detail::q0213(_mm256_packs_epi32(a.v, b.v))}; }
+QM_LANES_INLINE U16x16 pack_u16(I32x8 a, I32x8 b) { return {detail::q0213(_mm256_packus_epi32(a.v, b.v))}; }
+// The four-lane halves, as the 128-bit-integer sets hand them over.
+QM_LANES_INLINE I32x4 half(const I32x8& a, int k) {
+    return {k == 0 ? detail::low128(a.v) : detail::high128(a.v)};
+}
+QM_LANES_INLINE void set_half(I32x8& a, int k, I32x4 x) {
+    a.v = k == 0 ? _mm256_inserti128_si256(a.v, x.v, 0) : _mm256_inserti128_si256(a.v, x.v, 1);
+}
+QM_LANES_INLINE I16x8 pack_i16(const I32x8& a) { return pack_i16(half(a, 0), half(a, 1)); }
+QM_LANES_INLINE void store(int32_t* p, const I32x8& a) { store(static_cast<void*>(p), a); }
+#endif
+
 // ---- The set's float lanes -------------------------------------------------------------------
 // With AVX (but no 256-bit integer instructions) eight float lanes come with
 // integer lanes kept as two 128-bit halves.
 
 #if defined(__AVX__)
 QM_LANES_TYPE(F32x8, 8, __m256)
+#if !defined(__AVX2__)
 struct I32x8 {
     static constexpr int N = 8;
     I32x4 h[2];
 };
+#endif
 QM_LANES_FLOAT_OPS(F32x8, _mm256)
 QM_LANES_INLINE F32x8 eq(F32x8 a, F32x8 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_EQ_OQ)}; }
 QM_LANES_INLINE F32x8 lt(F32x8 a, F32x8 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)}; }
@@ -587,24 +815,28 @@ QM_LANES_INLINE F32x8 select(F32x8 m, F32x8 a, F32x8 b) {
 }
 
 namespace detail {
+#if defined(__AVX2__)
+QM_LANES_INLINE __m256i join_halves(const I32x8& a) { return a.v; }
+QM_LANES_INLINE I32x8 split_halves(__m256i a) { return {a}; }
+#else
 QM_LANES_INLINE __m256i join_halves(const I32x8& a) {
     return _mm256_insertf128_si256(_mm256_castsi128_si256(a.h[0].v), a.h[1].v, 1);
 }
 QM_LANES_INLINE I32x8 split_halves(__m256i a) {
     return {{{_mm256_castsi256_si128(a)}, {_mm256_extractf128_si256(a, 1)}}};
 }
+#endif
 }  // namespace detail
 QM_LANES_INLINE F32x8 to_float(const I32x8& a) { return {_mm256_cvtepi32_ps(detail::join_halves(a))}; }
 QM_LANES_INLINE I32x8 truncate(F32x8 a) { return detail::split_halves(_mm256_cvttps_epi32(a.v)); }
 QM_LANES_INLINE I32x8 round_even(F32x8 a) { return detail::split_halves(_mm256_cvtps_epi32(a.v)); }
-QM_LANES_INLINE F32x8 as_float(const I32x8& m) {
-    return {_mm256_insertf128_ps(_mm256_castps128_ps256(_mm_castsi128_ps(m.h[0].v)), _mm_castsi128_ps(m.h[1].v), 1)};
-}
+QM_LANES_INLINE F32x8 as_float(const I32x8& m) { return {_mm256_castsi256_ps(detail::join_halves(m))}; }
 // Truncated lanes stored as eight int32 at a 32-byte aligned p.
 QM_LANES_INLINE void store_truncated_aligned(int32_t* p, F32x8 a) {
     _mm256_store_si256(reinterpret_cast<__m256i*>(p), _mm256_cvttps_epi32(a.v));
 }
 
+#if !defined(__AVX2__)
 template <class V>
 QM_LANES_INLINE V all(int x) requires std::is_same_v<V, I32x8> {
     const I32x4 h = all<I32x4>(x);
@@ -635,6 +867,7 @@ QM_LANES_INLINE void store(int32_t* p, const I32x8& a) {
 QM_LANES_INLINE const I32x4& half(const I32x8& a, int k) { return a.h[k]; }
 QM_LANES_INLINE void set_half(I32x8& a, int k, I32x4 x) { a.h[k] = x; }
 QM_LANES_INLINE I16x8 pack_i16(const I32x8& a) { return pack_i16(a.h[0], a.h[1]); }
+#endif
 
 template <class V, class... T>
 QM_LANES_INLINE V lanes_of(T... x) requires std::is_same_v<V, F32x8> {
@@ -657,12 +890,41 @@ using VI = I32x4;
 QM_LANES_INLINE const I32x4& half(const I32x4& a, int) { return a; }
 QM_LANES_INLINE void set_half(I32x4& a, int, I32x4 x) { a = x; }
 
-// The set's widest integer lanes.
+// The set's widest integer lanes: 256 bits with AVX2, 128 bits otherwise.
+// Kernels over these take VU8::N samples per step.
+#if defined(__AVX2__)
+using VU8 = U8x32;
+using VI8 = I8x32;
+using VU16 = U16x16;
+using VI16 = I16x16;
+using VI32 = I32x8;
+#else
 using VU8 = U8x16;
 using VI8 = I8x16;
 using VU16 = U16x8;
 using VI16 = I16x8;
 using VI32 = I32x4;
+#endif
+
+// Inclusive running sum across the lanes of an integer register (lane i =
+// a0 + .. + ai, wrapping as the lanes do).
+template <int B, class V>
+QM_LANES_INLINE V prefix_sum_from(V a) {
+    if constexpr (B >= static_cast<int>(sizeof(V))) return a;
+    else return prefix_sum_from<2 * B>(add(a, bytes_up<B>(a)));
+}
+template <class V>
+QM_LANES_INLINE V prefix_sum(V a) {
+    return prefix_sum_from<static_cast<int>(sizeof(V)) / V::N>(a);
+}
+
+// VI as VI32 registers: one, or two halves with AVX but not AVX2.
+inline constexpr int kPieces = VI::N / VI32::N;
+template <class T = VI>
+QM_LANES_INLINE VI32 piece(const T& a, int k) {
+    if constexpr (kPieces == 1) return a;
+    else return half(a, k);
+}
 
 inline constexpr int kLanes = VF::N;                  // float (and VI) lanes
 inline constexpr int kHalves = kLanes / 4;            // four-lane quarters of VF / VI
@@ -679,7 +941,11 @@ QM_LANES_INLINE V bytes_to_float(const Ipp8u* p) {
     } else {
         using Ints = decltype(truncate(std::declval<V>()));  // VI, named through V
         const U8x16 b = load_low8<U8x16>(p);
+#if defined(__AVX2__)
+        return to_float(Ints{_mm256_cvtepu8_epi32(b.v)});
+#else
         return to_float(Ints{{widen4(b), widen4(bytes_down<4>(b))}});
+#endif
     }
 }
 
