@@ -71,3 +71,64 @@ QM_LANES_INLINE void store_interleaved3(float* p, F32x8 c0, F32x8 c1, F32x8 c2) 
 #endif
 
 }  // namespace qm::QM_SET::lanes
+
+// Three-channel bytes: kPixels3 interleaved pixels split into three planes,
+// or joined from them, per call. With AVX2 the 16-pixel shuffles of
+// load/store_interleaved3 run on both 128-bit halves at once, one half per
+// 16 pixels.
+namespace qm::QM_SET::lanes {
+
+#if defined(__AVX2__)
+inline constexpr int kPixels3 = 32;
+namespace detail {
+QM_LANES_INLINE __m256i both_halves(const signed char* m) {
+    return _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(m)));
+}
+// 16 bytes at p in the low half, at p + 48 in the high half.
+QM_LANES_INLINE __m256i pair48(const Ipp8u* p) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))),
+                                   _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 48)), 1);
+}
+}  // namespace detail
+
+QM_LANES_INLINE void split3(const Ipp8u* s, Ipp8u* d0, Ipp8u* d1, Ipp8u* d2) {
+    const __m256i in[3] = {detail::pair48(s), detail::pair48(s + 16), detail::pair48(s + 32)};
+    Ipp8u* out[3] = {d0, d1, d2};
+    for (int c = 0; c < 3; ++c) {
+        const auto& m = detail::kInterleave3.split[c];
+        __m256i r = _mm256_shuffle_epi8(in[0], detail::both_halves(m[0]));
+        r = _mm256_or_si256(r, _mm256_shuffle_epi8(in[1], detail::both_halves(m[1])));
+        r = _mm256_or_si256(r, _mm256_shuffle_epi8(in[2], detail::both_halves(m[2])));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out[c]), r);
+    }
+}
+QM_LANES_INLINE void join3(const Ipp8u* s0, const Ipp8u* s1, const Ipp8u* s2, Ipp8u* d) {
+    const __m256i in[3] = {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s0)),
+                           _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s1)),
+                           _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s2))};
+    __m256i out[3];  // block b of pixels 0..15 low, of pixels 16..31 high
+    for (int b = 0; b < 3; ++b) {
+        const auto& m = detail::kInterleave3.join[b];
+        __m256i r = _mm256_shuffle_epi8(in[0], detail::both_halves(m[0]));
+        r = _mm256_or_si256(r, _mm256_shuffle_epi8(in[1], detail::both_halves(m[1])));
+        out[b] = _mm256_or_si256(r, _mm256_shuffle_epi8(in[2], detail::both_halves(m[2])));
+    }
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), _mm256_permute2x128_si256(out[0], out[1], 0x20));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), _mm256_permute2x128_si256(out[2], out[0], 0x30));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 64), _mm256_permute2x128_si256(out[1], out[2], 0x31));
+}
+#else
+inline constexpr int kPixels3 = 16;
+QM_LANES_INLINE void split3(const Ipp8u* s, Ipp8u* d0, Ipp8u* d1, Ipp8u* d2) {
+    U8x16 c0, c1, c2;
+    load_interleaved3(s, c0, c1, c2);
+    store(d0, c0);
+    store(d1, c1);
+    store(d2, c2);
+}
+QM_LANES_INLINE void join3(const Ipp8u* s0, const Ipp8u* s1, const Ipp8u* s2, Ipp8u* d) {
+    store_interleaved3(d, load<U8x16>(s0), load<U8x16>(s1), load<U8x16>(s2));
+}
+#endif
+
+}  // namespace qm::QM_SET::lanes
