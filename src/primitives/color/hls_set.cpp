@@ -309,43 +309,28 @@ IppStatus convert_p3(const Ipp8u* const pSrc[3], int srcStep, Ipp8u* const pDst[
 
 }  // namespace
 
-IppStatus ippiRGBToHLS_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize) {
-    return convert_c3<M8u, true>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiRGBToHLS_16u_C3R(const Ipp16u* pSrc, int srcStep, Ipp16u* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M16u, true>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiRGBToHLS_16s_C3R(const Ipp16s* pSrc, int srcStep, Ipp16s* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M16s, true>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiRGBToHLS_32f_C3R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M32f, true>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiHLSToRGB_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize) {
-    return convert_c3<M8u, false>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiHLSToRGB_16u_C3R(const Ipp16u* pSrc, int srcStep, Ipp16u* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M16u, false>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiHLSToRGB_16s_C3R(const Ipp16s* pSrc, int srcStep, Ipp16s* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M16s, false>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiHLSToRGB_32f_C3R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M32f, false>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiBGRToHLS_8u_P3R(const Ipp8u* const pSrc[3], int srcStep, Ipp8u* const pDst[3], int dstStep,
-                              IppiSize roiSize) {
-    return convert_p3<true>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiHLSToBGR_8u_P3R(const Ipp8u* const pSrc[3], int srcStep, Ipp8u* const pDst[3], int dstStep,
-                              IppiSize roiSize) {
-    return convert_p3<false>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
+// The entries: each names its member and direction; the prototypes come
+// from the function list (frame/set_decls.h), which these definitions match.
+#define QM_HLS_C3(name, M, kToHls)                                                                   \
+    IppStatus name(const M::T* pSrc, int srcStep, M::T* pDst, int dstStep, IppiSize roiSize) {       \
+        return convert_c3<M, kToHls>(pSrc, srcStep, pDst, dstStep, roiSize);                         \
+    }
+#define QM_HLS_P3(name, kToHls)                                                                      \
+    IppStatus name(const Ipp8u* const pSrc[3], int srcStep, Ipp8u* const pDst[3], int dstStep,      \
+                   IppiSize roiSize) {                                                               \
+        return convert_p3<kToHls>(pSrc, srcStep, pDst, dstStep, roiSize);                            \
+    }
+QM_HLS_C3(ippiRGBToHLS_8u_C3R, M8u, true)
+QM_HLS_C3(ippiRGBToHLS_16u_C3R, M16u, true)
+QM_HLS_C3(ippiRGBToHLS_16s_C3R, M16s, true)
+QM_HLS_C3(ippiRGBToHLS_32f_C3R, M32f, true)
+QM_HLS_C3(ippiHLSToRGB_8u_C3R, M8u, false)
+QM_HLS_C3(ippiHLSToRGB_16u_C3R, M16u, false)
+QM_HLS_C3(ippiHLSToRGB_16s_C3R, M16s, false)
+QM_HLS_C3(ippiHLSToRGB_32f_C3R, M32f, false)
+QM_HLS_P3(ippiBGRToHLS_8u_P3R, true)
+QM_HLS_P3(ippiHLSToBGR_8u_P3R, false)
+#undef QM_HLS_C3
+#undef QM_HLS_P3
 
 }  // namespace qm::QM_SET
