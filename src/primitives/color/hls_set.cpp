@@ -11,6 +11,7 @@
 
 #include "frame/set.h"
 #include "primitives/color/color_front.h"
+#include "primitives/simd/channels.h"
 #include "primitives/simd/lanes.h"
 
 namespace qm::QM_SET {
@@ -75,11 +76,9 @@ QM_LANES_INLINE void put(Out<M>* o, VF v) {
 
 // R, G, B (as stored, 16s already shifted) to stored H, L, S before narrowing.
 template <class M>
-inline void rgb_to_hls(const float* pr, const float* pg, const float* pb, Out<M>* oh, Out<M>* ol,
-                       Out<M>* os) {
+QM_LANES_INLINE void rgb_to_hls(VF r, VF g, VF b, VF& sh, VF& sl, VF& ss) {
     using V = VF;
     constexpr bool kIntScale = M::kStore == Store::Round;
-    V r = load_aligned<VF>(pr), g = load_aligned<VF>(pg), b = load_aligned<VF>(pb);
     if constexpr (M::kStore == Store::Truncate) {
         r = div(r, all<VF>(255.0f));
         g = div(g, all<VF>(255.0f));
@@ -109,7 +108,6 @@ inline void rgb_to_hls(const float* pr, const float* pg, const float* pb, Out<M>
     h = select(grey, zero, h);
     s = select(grey, zero, s);
 
-    V sh, sl, ss;
     if constexpr (M::kStore == Store::Float) {
         sh = div(h, all<VF>(360.0f));
         sl = l;
@@ -119,17 +117,12 @@ inline void rgb_to_hls(const float* pr, const float* pg, const float* pb, Out<M>
         sl = kIntScale ? l : mul(l, all<VF>(M::kFull));
         ss = mul(s, all<VF>(M::kFull));
     }
-    put<M>(oh, sh);
-    put<M>(ol, sl);
-    put<M>(os, ss);
 }
 
 // Stored H, L, S (16s already shifted) to stored R, G, B before narrowing.
 template <class M>
-inline void hls_to_rgb(const float* ph, const float* pl, const float* ps, Out<M>* orr, Out<M>* og,
-                       Out<M>* ob) {
+QM_LANES_INLINE void hls_to_rgb(VF h, VF l, VF s, VF& r, VF& g, VF& b) {
     using V = VF;
-    V h = load_aligned<VF>(ph), l = load_aligned<VF>(pl), s = load_aligned<VF>(ps);
     if constexpr (M::kStore == Store::Float) {
         h = mul(h, all<VF>(360.0f));
     } else {
@@ -141,33 +134,59 @@ inline void hls_to_rgb(const float* ph, const float* pl, const float* ps, Out<M>
                         mul(l, add(all<VF>(1.0f), s)));
     const V m1 = sub(mul(all<VF>(2.0f), l), m2);
     const V dm = sub(m2, m1);
-    const auto f = [&](V x) {
-        // The two ramps share one division: x on the rising one, 240 - x on the falling one.
+    // The channel at hue x: m1 + dm * t / 60 on a ramp (t = x on the rising
+    // one, 240 - x on the falling one), m2 on the plateau, m1 beyond.
+    struct Channel {
+        V zone, low, t;  // zone: on a ramp; low: below 180
+    };
+    const auto channel = [&](V x) QM_LANES_INLINE_LAMBDA {
         const V rising = lt(x, all<VF>(60.0f));
-        const V t = select(rising, x, sub(all<VF>(240.0f), x));
-        const V ramp = add(m1, div(mul(dm, t), all<VF>(60.0f)));
-        return select(rising, ramp,
-                      select(lt(x, all<VF>(180.0f)), m2, select(lt(x, all<VF>(240.0f)), ramp, m1)));
+        const V low = lt(x, all<VF>(180.0f));
+        const V zone = bit_or(rising, bit_andnot(low, lt(x, all<VF>(240.0f))));
+        return Channel{zone, low, select(rising, x, sub(all<VF>(240.0f), x))};
+    };
+    const auto ramp = [&](V t) QM_LANES_INLINE_LAMBDA { return add(m1, div(mul(dm, t), all<VF>(60.0f))); };
+    const auto value = [&](const Channel& c, V onRamp) QM_LANES_INLINE_LAMBDA {
+        return select(c.zone, onRamp, select(c.low, m2, m1));
     };
     // Exactly 360 is not reduced and lands on m1.
     V xr = add(h, all<VF>(120.0f));
     xr = select(gt(xr, all<VF>(360.0f)), sub(xr, all<VF>(360.0f)), xr);
     V xb = sub(h, all<VF>(120.0f));
     xb = select(lt(xb, all<VF>(0.0f)), add(xb, all<VF>(360.0f)), xb);
+    const Channel cr = channel(xr), cg = channel(h), cb = channel(xb);
+    // Hues 120 degrees apart put at most one channel of a pixel on a ramp, so
+    // one division serves all three; hues outside 0 .. 360 may put two there
+    // and take a division each.
+    const V two = bit_or(bit_and(cr.zone, bit_or(cg.zone, cb.zone)), bit_and(cg.zone, cb.zone));
+    V rampR, rampG, rampB;
+    if (lane_mask(two) == 0) {
+        rampR = rampG = rampB = ramp(select(cr.zone, cr.t, select(cg.zone, cg.t, cb.t)));
+    } else {
+        rampR = ramp(cr.t);
+        rampG = ramp(cg.t);
+        rampB = ramp(cb.t);
+    }
     // Saturation 0 is grey in every member, the planar one included: there the
     // formula alone would also give L (m1 = m2 = L), the select makes it explicit.
     const V grey = eq(s, all<VF>(0.0f));
-    V r = select(grey, l, f(xr));
-    V g = select(grey, l, f(h));
-    V b = select(grey, l, f(xb));
+    r = select(grey, l, value(cr, rampR));
+    g = select(grey, l, value(cg, rampG));
+    b = select(grey, l, value(cb, rampB));
     if constexpr (M::kStore != Store::Float) {
         r = mul(r, all<VF>(M::kFull));
         g = mul(g, all<VF>(M::kFull));
         b = mul(b, all<VF>(M::kFull));
     }
-    put<M>(orr, r);
-    put<M>(og, g);
-    put<M>(ob, b);
+}
+
+// One direction of the conversion on one lane group.
+template <class M, bool kToHls>
+QM_LANES_INLINE void convert(VF a, VF b, VF c, VF& x, VF& y, VF& z) {
+    if constexpr (kToHls)
+        rgb_to_hls<M>(a, b, c, x, y, z);
+    else
+        hls_to_rgb<M>(a, b, c, x, y, z);
 }
 
 // ---- Rows -----------------------------------------------------------------------
@@ -195,11 +214,27 @@ inline typename M::T narrow(Out<M> v) {
 template <class M, bool kToHls>
 inline void run_block(const float (&in)[3][kBlock], Out<M> (&out)[3][kBlock], int n) {
     for (int i = 0; i < n; i += VF::N) {
-        if constexpr (kToHls)
-            rgb_to_hls<M>(in[0] + i, in[1] + i, in[2] + i, out[0] + i, out[1] + i, out[2] + i);
-        else
-            hls_to_rgb<M>(in[0] + i, in[1] + i, in[2] + i, out[0] + i, out[1] + i, out[2] + i);
+        VF x, y, z;
+        convert<M, kToHls>(load_aligned<VF>(in[0] + i), load_aligned<VF>(in[1] + i), load_aligned<VF>(in[2] + i), x,
+                           y, z);
+        put<M>(out[0] + i, x);
+        put<M>(out[1] + i, y);
+        put<M>(out[2] + i, z);
     }
+}
+
+// 32f rows need no widening: whole lane groups go straight from the
+// interleaved source to the interleaved destination. Returns the pixels done.
+template <bool kToHls>
+QM_LANES_OUTLINE int convert_row_32f(const float* s, float* d, int n) {
+    int i = 0;
+    for (; i + kLanes <= n; i += kLanes) {
+        VF a, b, c, x, y, z;
+        load_interleaved3(s + 3 * i, a, b, c);
+        convert<M32f, kToHls>(a, b, c, x, y, z);
+        store_interleaved3(d + 3 * i, x, y, z);
+    }
+    return i;
 }
 
 template <class T>
@@ -215,11 +250,10 @@ IppStatus convert_c3(const typename M::T* pSrc, int srcStep, typename M::T* pDst
     if (const IppStatus st = color::check_interleaved(pSrc, pDst, roi); st != ippStsNoErr) return st;
     alignas(32) float in[3][kBlock] = {};
     alignas(32) Out<M> out[3][kBlock];
-    for (int y = 0; y < roi.height; ++y) {
-        const typename M::T* s = row_at(pSrc, srcStep, y);
-        typename M::T* d = row_at(pDst, dstStep, y);
-        for (int x0 = 0; x0 < roi.width; x0 += kBlock) {
-            const int n = roi.width - x0 < kBlock ? roi.width - x0 : kBlock;
+    // Pixels [x0, x1) of a row through the block buffers.
+    auto blocks = [&](const typename M::T* s, typename M::T* d, int x0, int x1) {
+        for (; x0 < x1; x0 += kBlock) {
+            const int n = x1 - x0 < kBlock ? x1 - x0 : kBlock;
             const typename M::T* sp = s + 3 * static_cast<ptrdiff_t>(x0);
             for (int i = 0; i < n; ++i) {
                 in[0][i] = widen<M>(sp[3 * i]);
@@ -234,6 +268,13 @@ IppStatus convert_c3(const typename M::T* pSrc, int srcStep, typename M::T* pDst
                 dp[3 * i + 2] = narrow<M>(out[2][i]);
             }
         }
+    };
+    for (int y = 0; y < roi.height; ++y) {
+        const typename M::T* s = row_at(pSrc, srcStep, y);
+        typename M::T* d = row_at(pDst, dstStep, y);
+        int done = 0;
+        if constexpr (M::kStore == Store::Float) done = convert_row_32f<kToHls>(s, d, roi.width);
+        blocks(s, d, done, roi.width);
     }
     return ippStsNoErr;
 }
@@ -268,43 +309,28 @@ IppStatus convert_p3(const Ipp8u* const pSrc[3], int srcStep, Ipp8u* const pDst[
 
 }  // namespace
 
-IppStatus ippiRGBToHLS_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize) {
-    return convert_c3<M8u, true>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiRGBToHLS_16u_C3R(const Ipp16u* pSrc, int srcStep, Ipp16u* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M16u, true>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiRGBToHLS_16s_C3R(const Ipp16s* pSrc, int srcStep, Ipp16s* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M16s, true>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiRGBToHLS_32f_C3R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M32f, true>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiHLSToRGB_8u_C3R(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize) {
-    return convert_c3<M8u, false>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiHLSToRGB_16u_C3R(const Ipp16u* pSrc, int srcStep, Ipp16u* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M16u, false>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiHLSToRGB_16s_C3R(const Ipp16s* pSrc, int srcStep, Ipp16s* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M16s, false>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiHLSToRGB_32f_C3R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
-                               IppiSize roiSize) {
-    return convert_c3<M32f, false>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiBGRToHLS_8u_P3R(const Ipp8u* const pSrc[3], int srcStep, Ipp8u* const pDst[3], int dstStep,
-                              IppiSize roiSize) {
-    return convert_p3<true>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
-IppStatus ippiHLSToBGR_8u_P3R(const Ipp8u* const pSrc[3], int srcStep, Ipp8u* const pDst[3], int dstStep,
-                              IppiSize roiSize) {
-    return convert_p3<false>(pSrc, srcStep, pDst, dstStep, roiSize);
-}
+// The entries: each names its member and direction; the prototypes come
+// from the function list (frame/set_decls.h), which these definitions match.
+#define QM_HLS_C3(name, M, kToHls)                                                                   \
+    IppStatus name(const M::T* pSrc, int srcStep, M::T* pDst, int dstStep, IppiSize roiSize) {       \
+        return convert_c3<M, kToHls>(pSrc, srcStep, pDst, dstStep, roiSize);                         \
+    }
+#define QM_HLS_P3(name, kToHls)                                                                      \
+    IppStatus name(const Ipp8u* const pSrc[3], int srcStep, Ipp8u* const pDst[3], int dstStep,      \
+                   IppiSize roiSize) {                                                               \
+        return convert_p3<kToHls>(pSrc, srcStep, pDst, dstStep, roiSize);                            \
+    }
+QM_HLS_C3(ippiRGBToHLS_8u_C3R, M8u, true)
+QM_HLS_C3(ippiRGBToHLS_16u_C3R, M16u, true)
+QM_HLS_C3(ippiRGBToHLS_16s_C3R, M16s, true)
+QM_HLS_C3(ippiRGBToHLS_32f_C3R, M32f, true)
+QM_HLS_C3(ippiHLSToRGB_8u_C3R, M8u, false)
+QM_HLS_C3(ippiHLSToRGB_16u_C3R, M16u, false)
+QM_HLS_C3(ippiHLSToRGB_16s_C3R, M16s, false)
+QM_HLS_C3(ippiHLSToRGB_32f_C3R, M32f, false)
+QM_HLS_P3(ippiBGRToHLS_8u_P3R, true)
+QM_HLS_P3(ippiHLSToBGR_8u_P3R, false)
+#undef QM_HLS_C3
+#undef QM_HLS_P3
 
 }  // namespace qm::QM_SET

@@ -1,6 +1,7 @@
 // Interleaved <-> planar copies of three-channel 8-bit images.
 #include "frame/set.h"
 #include "primitives/copy/copy_front.h"
+#include "primitives/simd/channels.h"
 #include "primitives/simd/lanes.h"
 
 namespace qm::QM_SET {
@@ -8,26 +9,18 @@ namespace {
 
 using namespace lanes;
 
-// Pixels done in blocks of 16; sets without a byte shuffle do them one by one.
-inline int split16(const Ipp8u* s, Ipp8u* d0, Ipp8u* d1, Ipp8u* d2, int n) {
+// Pixels done in blocks of kPixels3; sets without a byte shuffle do them one by one.
+inline int split_blocks(const Ipp8u* s, Ipp8u* d0, Ipp8u* d1, Ipp8u* d2, int n) {
     if constexpr (!kByteShuffle) return 0;
     int i = 0;
-    for (; i + 16 <= n; i += 16, s += 48) {
-        U8x16 c0, c1, c2;
-        load_interleaved3(s, c0, c1, c2);
-        store(d0 + i, c0);
-        store(d1 + i, c1);
-        store(d2 + i, c2);
-    }
+    for (; i + kPixels3 <= n; i += kPixels3) split3(s + 3 * i, d0 + i, d1 + i, d2 + i);
     return i;
 }
 
-inline int join16(const Ipp8u* s0, const Ipp8u* s1, const Ipp8u* s2, Ipp8u* d, int n) {
+inline int join_blocks(const Ipp8u* s0, const Ipp8u* s1, const Ipp8u* s2, Ipp8u* d, int n) {
     if constexpr (!kByteShuffle) return 0;
     int i = 0;
-    for (; i + 16 <= n; i += 16, d += 48) {
-        store_interleaved3(d, load<U8x16>(s0 + i), load<U8x16>(s1 + i), load<U8x16>(s2 + i));
-    }
+    for (; i + kPixels3 <= n; i += kPixels3) join3(s0 + i, s1 + i, s2 + i, d + 3 * i);
     return i;
 }
 
@@ -42,9 +35,9 @@ void in_chunks(int64_t n, F&& f) {
     }
 }
 
-// One chunk: blocks of 16 where the set has them, then pixel by pixel.
+// One chunk: blocks where the set has them, then pixel by pixel.
 QM_LANES_OUTLINE void split_chunk(const Ipp8u* s, Ipp8u* d0, Ipp8u* d1, Ipp8u* d2, int n) {
-    for (int i = split16(s, d0, d1, d2, n); i < n; ++i) {
+    for (int i = split_blocks(s, d0, d1, d2, n); i < n; ++i) {
         d0[i] = s[3 * i];
         d1[i] = s[3 * i + 1];
         d2[i] = s[3 * i + 2];
@@ -52,7 +45,7 @@ QM_LANES_OUTLINE void split_chunk(const Ipp8u* s, Ipp8u* d0, Ipp8u* d1, Ipp8u* d
 }
 
 QM_LANES_OUTLINE void join_chunk(const Ipp8u* s0, const Ipp8u* s1, const Ipp8u* s2, Ipp8u* d, int n) {
-    for (int i = join16(s0, s1, s2, d, n); i < n; ++i) {
+    for (int i = join_blocks(s0, s1, s2, d, n); i < n; ++i) {
         d[3 * i] = s0[i];
         d[3 * i + 1] = s1[i];
         d[3 * i + 2] = s2[i];

@@ -808,10 +808,17 @@ QM_LANES_INLINE F32x8 le(F32x8 a, F32x8 b) { return {_mm256_cmp_ps(a.v, b.v, _CM
 QM_LANES_INLINE F32x8 gt(F32x8 a, F32x8 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_GT_OQ)}; }
 QM_LANES_INLINE F32x8 ge(F32x8 a, F32x8 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_GE_OQ)}; }
 QM_LANES_INLINE F32x8 not_gt(F32x8 a, F32x8 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_NGT_UQ)}; }
-// Bitwise rather than blend: without AVX2 the compiler may turn a 256-bit
-// blend of a compare result into per-lane branches.
+// One blend. Without AVX2 the compiler rewrites the blend intrinsic into
+// per-lane branches (it reads the mask as 32-bit integer lanes), so the
+// instruction is named directly there.
 QM_LANES_INLINE F32x8 select(F32x8 m, F32x8 a, F32x8 b) {
-    return {_mm256_or_ps(_mm256_and_ps(m.v, a.v), _mm256_andnot_ps(m.v, b.v))};
+#if defined(__AVX2__)
+    return {_mm256_blendv_ps(b.v, a.v, m.v)};
+#else
+    __m256 r;
+    __asm__("vblendvps %3, %1, %2, %0" : "=x"(r) : "x"(a.v), "x"(b.v), "x"(m.v));
+    return {r};
+#endif
 }
 
 namespace detail {
