@@ -251,6 +251,8 @@ TEST(CoreServices, LargestCache) {
     leaf2.set(2, 0, {0x44332201, 0x80000049, 0x0000007D, 0});
     // EBX has bit 31 set and counts as 0: 0x49 (4 MB) is ignored, 0x7D (2 MB) wins.
     EXPECT_EQ(qm::compute_largest_cache(leaf2).size, 2 * 1024 * 1024);
+    leaf2.set(2, 0, {0x0000EB01, 0, 0, 0});  // the largest descriptor
+    EXPECT_EQ(qm::compute_largest_cache(leaf2).size, 18 * 1024 * 1024);
     leaf2.set(2, 0, {0x44332202, 0, 0, 0});
     EXPECT_EQ(qm::compute_largest_cache(leaf2).status, 37);
     leaf2.set(2, 0, {0x01010101, 0, 0, 0});
