@@ -7,7 +7,8 @@
 set -euo pipefail
 want=(build-essential cmake ninja-build pkg-config libgtest-dev libgmock-dev libbenchmark-dev
       libpng-dev libjpeg-dev libtiff-dev libcli11-dev
-      python3-numpy python3-pytest python3-setuptools python3-pip python3-venv dpkg-dev)
+      python3-numpy python3-pytest python3-setuptools python3-pip python3-venv dpkg-dev
+      qemu-user gcovr)
 for a in "$@"; do
   case "$a" in
     --bench) want+=(libopencv-dev) ;;

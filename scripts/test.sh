@@ -6,7 +6,8 @@
 #      and the same fixed calls compared byte for byte with the Linux module;
 #   3. clang with address + undefined-behaviour sanitizers and libFuzzer:
 #      the same tests plus a short fixed-count run of every fuzz harness;
-#   4. clang with the thread sanitizer: the concurrency stress tests.
+#   4. clang with the thread sanitizer: the concurrency stress tests;
+#   5. line coverage of src/ by the release suite (gcc --coverage, gcovr).
 #   scripts/test.sh --quick    only the first
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -39,3 +40,14 @@ CC=clang CXX=clang++ cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWit
   -DQM_SANITIZE=thread -DQM_BUILD_BENCH=OFF -DQM_BUILD_TOOLS=OFF >/dev/null
 cmake --build build-tsan -j "$jobs" --target qm_unit_tests
 TSAN_OPTIONS=halt_on_error=1 ./build-tsan/tests/qm_unit_tests --gtest_filter='Stress*'
+
+echo "== line coverage of src/ by the release suite"
+# -O1: the counters follow the source lines; the packaging checks add no module code.
+cmake -S . -B build-cov -G Ninja -DCMAKE_BUILD_TYPE=None -DQM_BUILD_BENCH=OFF \
+  -DCMAKE_C_FLAGS="-O1 --coverage" -DCMAKE_CXX_FLAGS="-O1 --coverage" \
+  -DCMAKE_EXE_LINKER_FLAGS=--coverage -DCMAKE_SHARED_LINKER_FLAGS=--coverage >/dev/null
+cmake --build build-cov -j "$jobs"
+find build-cov -name '*.gcda' -delete
+ctest --test-dir build-cov -j "$jobs" --output-on-failure -E '^(install_consumers|debian_package|python_binding)$'
+gcovr -r . --object-directory build-cov --filter 'src/' -j "$jobs" --print-summary --fail-under-line 95 \
+  --txt build-cov/coverage.txt | tail -2

@@ -217,22 +217,28 @@ TEST(DeosConv, UserKernelsPairInReverseAndOneCallVariantsUseThePrimitives) {
 
 TEST(DeosConv, DirectFixedPointLoopIsUnflippedAndReadsTheTableBothWays) {
     const int r = 1, n = 3;
-    Rgb im(16, 7, 8);
     std::vector<Ipp32s> k = {70000, -30000, 5000, 0, 65536, -90000, 12000, 40000, -20000};  // asymmetric
     std::vector<Ipp8u> table(4096);
     for (int i = 0; i < 4096; ++i) table[i] = Ipp8u(i * 7 + 3);
     const Ipp8u* lut = table.data() + 2048;
-    ASSERT_EQ(DeosConvRGB4(im.src.data(), im.dst.data(), im.w, im.h, 9, r, -5, k.data(), lut), 0u);
-    for (int y = r; y < im.h - r; ++y)
-        for (int e = 3 * r; e < 3 * (im.w - r); ++e) {
-            int32_t s = 0;
-            for (int ky = 0; ky < n; ++ky)
-                for (int kx = 0; kx < n; ++kx) s += k[ky * n + kx] * im.src.at(y - r + ky, e - 3 * r + 3 * kx);
-            ASSERT_EQ(im.dst.at(y, e), lut[s >> 16]) << y << "," << e;
-        }
-    // The frame keeps what the caller had; height 2r writes nothing at all.
-    const Rgb fresh(16, 7, 8);
-    for (int x = 0; x < 3 * im.w; ++x) EXPECT_EQ(im.dst.at(0, x), const_cast<Rgb&>(fresh).dst.at(0, x));
+    for (int w : {16, 400}) {  // 400: rows of more than one 1024-byte chunk
+        Rgb im(w, 7, 8);
+        const Rgb fresh(w, 7, 8);
+        ASSERT_EQ(DeosConvRGB4(im.src.data(), im.dst.data(), im.w, im.h, 9, r, -5, k.data(), lut), 0u);
+        for (int y = 0; y < im.h; ++y)
+            for (int e = 0; e < 3 * im.w; ++e) {
+                if (y < r || y >= im.h - r || e < 3 * r || e >= 3 * (im.w - r)) {
+                    // The frame keeps what the caller had.
+                    ASSERT_EQ(im.dst.at(y, e), const_cast<Rgb&>(fresh).dst.at(y, e)) << w << ": " << y << "," << e;
+                    continue;
+                }
+                int32_t s = 0;
+                for (int ky = 0; ky < n; ++ky)
+                    for (int kx = 0; kx < n; ++kx) s += k[ky * n + kx] * im.src.at(y - r + ky, e - 3 * r + 3 * kx);
+                ASSERT_EQ(im.dst.at(y, e), lut[s >> 16]) << w << ": " << y << "," << e;
+            }
+    }
+    // Height 2r writes nothing at all.
     Rgb flat(16, 2, 2);
     ASSERT_EQ(DeosConvRGB4(flat.src.data(), flat.dst.data(), 16, 2, 0, r, 0, k.data(), lut), 0u);
     EXPECT_TRUE(flat.dst.untouched());

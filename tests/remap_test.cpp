@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "primitives/geometry/lanczos_table.h"
+#include "geometry_ref.h"
 #include "support/image.h"
 
 namespace {
@@ -24,7 +24,7 @@ struct Maps {
     float& Y(int i, int j) { return y[size_t(j) * step + i]; }
 };
 
-Ipp8u sat(float v) { return v <= 0 ? 0 : v >= 255 ? 255 : static_cast<Ipp8u>(static_cast<int>(v + 0.5f)); }
+using qmref::sat;
 
 // One destination pixel, straight from the sampling rules; -1 when skipped.
 struct Ref {
@@ -78,19 +78,8 @@ struct Ref {
             cr(y - iy, wy);
         } else {
             n = 6, x0 = ix - 2, y0 = iy - 2;
-            auto lz = [](float t, float* o) {
-                const float* tab = qm::lanczos3_table();
-                float s = 0;
-                for (int k = 0; k < 6; ++k) {
-                    const float d = std::fabs(float(k - 2) - t);
-                    const int i = int(d * 100);
-                    o[k] = d >= 3 ? 0 : tab[i] + (tab[i + 1] - tab[i]) * (d * 100 - i);
-                    s += o[k];
-                }
-                for (int k = 0; k < 6; ++k) o[k] /= s;
-            };
-            lz(x - ix, wx);
-            lz(y - iy, wy);
+            qmref::lanczos_weights(x - ix, wx);
+            qmref::lanczos_weights(y - iy, wy);
         }
         float v = 0;
         for (int r = 0; r < n; ++r) {

@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "primitives/geometry/lanczos_table.h"
+#include "geometry_ref.h"
 #include "support/image.h"
 
 namespace {
@@ -38,25 +38,13 @@ int extent(int roi, double f, int dst) {
     const double s = roi * f + 1e-7;
     return s >= dst ? dst : std::max(1, static_cast<int>(s));
 }
-Ipp8u sat(float v) { return v <= 0 ? 0 : v >= 255 ? 255 : static_cast<Ipp8u>(static_cast<int>(v + 0.5f)); }
+using qmref::sat;
 
 float lagrange_fd(float t, float pm, float p0, float p1, float p2) {
     const float d1 = p0 - pm, e = p1 - p0, d2 = e - d1, d3 = p2 - 3 * p1 + 3 * p0 - pm;
     const float k = t * 0.5f * (t + 1);
     return pm + (t + 1) * d1 + k * d2 + (k * (t - 1) / 3) * d3;
 }
-void lanczos_w(float t, float w[6]) {
-    const float* tab = qm::lanczos3_table();
-    float sum = 0;
-    for (int k = 0; k < 6; ++k) {
-        const float d = std::fabs(static_cast<float>(k - 2) - t);
-        const int i = static_cast<int>(d * 100);
-        w[k] = d >= 3 ? 0.0f : tab[i] + (tab[i + 1] - tab[i]) * (d * 100 - i);
-        sum += w[k];
-    }
-    for (int k = 0; k < 6; ++k) w[k] /= sum;
-}
-
 // The general engine written out per destination pixel, straight from the
 // mappings: no tables, no row buffers. Taps outside the image repeat the edge.
 std::vector<Ipp8u> ref_general(const Src& s, IppiRect r, double xf, double yf, int mode, int W, int H) {
@@ -85,8 +73,8 @@ std::vector<Ipp8u> ref_general(const Src& s, IppiRect r, double xf, double yf, i
                     out.push_back(sat(lagrange_fd(static_cast<float>(my.frac), row[0], row[1], row[2], row[3])));
                 } else {
                     float wx[6], wy[6];
-                    lanczos_w(static_cast<float>(mx.frac), wx);
-                    lanczos_w(static_cast<float>(my.frac), wy);
+                    qmref::lanczos_weights(static_cast<float>(mx.frac), wx);
+                    qmref::lanczos_weights(static_cast<float>(my.frac), wy);
                     float v = 0;
                     for (int k = 0; k < 6; ++k) {
                         float h = 0;

@@ -2,7 +2,7 @@
 // file: for each call a line "label status bytes" and the output bytes.
 // The Linux module and the Windows DLL (under Wine) must write identical
 // files (scripts/test-windows.sh compares them).
-//   qm_fixed_calls MODULE OUTPUT
+//   qm_fixed_calls MODULE OUTPUT     (also prints what the attach chose)
 //   qm_fixed_calls --compare A B     names the calls whose results differ
 #include <cstdint>
 #include <cstdio>
@@ -168,26 +168,17 @@ void neighbourhood() {
         auto d = canvas(size_t(W) * H * ch);
         record(label, call(ch == 1 ? s1 : s3, SW * ch, d.data(), W * ch), d);
     };
+    // One channel count's form of a family, by name: "ippiFilterBox_8u" + "_C1R".
+    auto form = [](const char* family, int ch, const char* suffix = "R") {
+        return std::string(family) + (ch == 1 ? "_C1" : "_C3") + suffix;
+    };
+    using Neighbourhood = IppStatus (*)(const Ipp8u*, int, Ipp8u*, int, IppiSize, IppiSize, IppiPoint);
+    using InPlace = IppStatus (*)(Ipp8u*, int, IppiSize, IppiSize, IppiPoint);
     struct Mask { IppiSize size; IppiPoint anchor; };
     for (Mask m : {Mask{{3, 3}, {1, 1}}, Mask{{5, 1}, {2, 0}}, Mask{{1, 5}, {0, 4}}, Mask{{5, 5}, {2, 2}},
                    Mask{{4, 3}, {3, 0}}, Mask{{7, 7}, {3, 3}}}) {
         const std::string k = tag("", {m.size.width, m.size.height});
-        for (int ch : {1, 3}) {
-            run((ch == 1 ? "ippiFilterMedian_8u_C1R" : "ippiFilterMedian_8u_C3R") + k, ch, [&](auto... a) {
-                return (ch == 1 ? QM_FN(ippiFilterMedian_8u_C1R) : QM_FN(ippiFilterMedian_8u_C3R))(a..., roi, m.size, m.anchor);
-            });
-            run((ch == 1 ? "ippiFilterBox_8u_C1R" : "ippiFilterBox_8u_C3R") + k, ch, [&](auto... a) {
-                return (ch == 1 ? QM_FN(ippiFilterBox_8u_C1R) : QM_FN(ippiFilterBox_8u_C3R))(a..., roi, m.size, m.anchor);
-            });
-            auto inPlace = ch == 1 ? c1 : c3;
-            Ipp8u* p = inPlace.data() + (M * SW + M) * ch;
-            const IppStatus st = (ch == 1 ? QM_FN(ippiFilterBox_8u_C1IR) : QM_FN(ippiFilterBox_8u_C3IR))(p, SW * ch, roi, m.size, m.anchor);
-            record((ch == 1 ? "ippiFilterBox_8u_C1IR" : "ippiFilterBox_8u_C3IR") + k, st, inPlace);
-        }
-        run("ippiFilterMin_8u_C1R" + k, 1, [&](auto... a) { return QM_FN(ippiFilterMin_8u_C1R)(a..., roi, m.size, m.anchor); });
-        run("ippiFilterMax_8u_C1R" + k, 1, [&](auto... a) { return QM_FN(ippiFilterMax_8u_C1R)(a..., roi, m.size, m.anchor); });
-        // Linear filters with the same shapes: an integer and a float kernel.
-        const int taps = m.size.width * m.size.height;
+        const int taps = m.size.width * m.size.height;  // linear filters with the same shapes
         std::vector<Ipp32s> ki(taps);
         std::vector<Ipp32f> kf(taps);
         for (int i = 0; i < taps; ++i) {
@@ -195,12 +186,22 @@ void neighbourhood() {
             kf[i] = float((i * 7) % 13 - 4) / float(taps);
         }
         for (int ch : {1, 3}) {
-            run((ch == 1 ? "ippiFilter_8u_C1R" : "ippiFilter_8u_C3R") + k, ch, [&](auto... a) {
-                return (ch == 1 ? QM_FN(ippiFilter_8u_C1R) : QM_FN(ippiFilter_8u_C3R))(a..., roi, ki.data(), m.size, m.anchor, 7);
-            });
-            run((ch == 1 ? "ippiFilter32f_8u_C1R" : "ippiFilter32f_8u_C3R") + k, ch, [&](auto... a) {
-                return (ch == 1 ? QM_FN(ippiFilter32f_8u_C1R) : QM_FN(ippiFilter32f_8u_C3R))(a..., roi, kf.data(), m.size, m.anchor);
-            });
+            for (const char* family : {"ippiFilterMedian_8u", "ippiFilterBox_8u"}) {
+                const std::string name = form(family, ch);
+                run(name + k, ch, [&](auto... a) { return fn<Neighbourhood>(name.c_str())(a..., roi, m.size, m.anchor); });
+                if (std::string(family) != "ippiFilterBox_8u") continue;
+                auto inPlace = ch == 1 ? c1 : c3;
+                const std::string ip = form(family, ch, "IR");
+                record(ip + k, fn<InPlace>(ip.c_str())(inPlace.data() + (M * SW + M) * ch, SW * ch, roi, m.size, m.anchor),
+                       inPlace);
+            }
+        }
+        for (const char* name : {"ippiFilterMin_8u_C1R", "ippiFilterMax_8u_C1R"})
+            run(name + k, 1, [&](auto... a) { return fn<Neighbourhood>(name)(a..., roi, m.size, m.anchor); });
+        for (int ch : {1, 3}) {
+            const std::string f8 = form("ippiFilter_8u", ch), f32 = form("ippiFilter32f_8u", ch);
+            run(f8 + k, ch, [&](auto... a) { return fn<qm_ippiFilter_8u_C1R_fn>(f8.c_str())(a..., roi, ki.data(), m.size, m.anchor, 7); });
+            run(f32 + k, ch, [&](auto... a) { return fn<qm_ippiFilter32f_8u_C1R_fn>(f32.c_str())(a..., roi, kf.data(), m.size, m.anchor); });
         }
     }
     for (int code : {33, 55}) {
@@ -299,14 +300,21 @@ void colour() {
 }
 
 void services() {
-    // Both runs use the same processor, so the same set must have been chosen.
-    const IppLibraryVersion* v = QM_FN(ippiGetLibVersion)();
-    const std::string name = std::string(v->Name) + " " + std::string(v->targetCpu, 4);
-    record("ippiGetLibVersion", 0, name.data(), name.size());
     int step = 0;
     Ipp8u* p = QM_FN(ippiMalloc_8u_C3)(37, 5, &step);
     record("ippiMalloc_8u_C3 step", p != nullptr && reinterpret_cast<uintptr_t>(p) % 32 == 0, &step, sizeof step);
     QM_FN(ippiFree)(p);
+}
+
+// What the attach chose, on stdout (it depends on the processor, so it is
+// not among the results): the image set by its record, the core record, and
+// whether lookup hands out the exported entries or a set's own functions.
+void attach() {
+    const IppLibraryVersion* image = QM_FN(ippiGetLibVersion)();
+    const IppLibraryVersion* core = QM_FN(ippGetLibVersion)();
+    const bool sameAsExport = g_lookup(g_module, "ippiCopy_8u_C3P3R") == qm_module_symbol(g_module, "ippiCopy_8u_C3P3R");
+    std::printf("%.2s %s %d | %.4s %s %d | %s\n", image->targetCpu, image->Name, image->build, core->targetCpu,
+                core->Name, core->build, sameAsExport ? "exports" : "set-slots");
 }
 
 struct Result {
@@ -371,5 +379,6 @@ int main(int argc, char** argv) {
     geometry();
     colour();
     services();
+    attach();
     return std::fclose(g_out) == 0 ? 0 : 1;
 }

@@ -2,8 +2,7 @@
 // a buffer of exactly that size (at any alignment), and the filter, also on
 // buffers that never held a record (garbage, zeros, a refused set-up).
 // Status from the arguments alone, nothing written on error, the record laid
-// out inside the buffer, and a constant image kept constant (values are the
-// unit tests' business).
+// out inside the buffer (values are the unit tests' business).
 #include <algorithm>
 #include <cmath>
 
@@ -49,7 +48,6 @@ Layout layout(const Ipp8u* buf, int R) {
 
 struct Record {
     bool valid = false;
-    bool sane = false;  // weights computable without NaN: a constant image stays constant
     IppiSize kernel{};
     int step = 1, rx = 0, ry = 0;
 };
@@ -104,21 +102,6 @@ void init(Draw& d, Block& buf, Ipp8u* p, int bufSize, IppiSize bufKernel, Record
     rec.step = step;
     rec.rx = radius_of(k.width, step);
     rec.ry = radius_of(k.height, step);
-    rec.sane = std::isfinite(-0.5f / vs) && std::isfinite(-0.5f / ps);
-}
-
-// Source content: as seeded, one level, two levels, or small noise; true
-// for one level.
-bool paint(Draw& d, Ipp8u* base, size_t n) {
-    const int style = d.range(0, 3);
-    if (style == 0) return false;
-    const Ipp8u a = Ipp8u(d.bits(8)), b = Ipp8u(d.bits(8));
-    uint32_t seed = d.bits(32);
-    for (size_t i = 0; i < n; ++i) {
-        seed = seed * 1664525u + 1013904223u;
-        base[i] = style == 1 ? a : style == 2 ? ((seed >> 31) ? a : b) : Ipp8u(a + ((seed >> 24) & 3));
-    }
-    return style == 1;
 }
 
 }  // namespace
@@ -205,7 +188,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             return 0;
     }
     Block src = make_block(es, d.bits(32)), dst = make_block(ed, d.bits(32));
-    const bool flat = sized && paint(d, src.origin() - es.before, size_t(es.bytes));
     const auto srcWas = src.snapshot(), dstWas = dst.snapshot(), bufWas = buf.snapshot();
     const IppStatus st = ippiFilterBilateral_8u_C1R(nullAt == 0 ? nullptr : src.origin(), srcStep,
                                                     nullAt == 1 ? nullptr : dst.origin(), dstStep, roi, k,
@@ -227,9 +209,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         mark_rows(workMask, int64_t(shift) + int64_t(work - reinterpret_cast<uintptr_t>(p)), 0, 4 * taps, 1);
         expect(changes_within(bufWas, now, workMask), "buffer written outside the work area", st);
     }
-    if (!rec.sane || !flat || (dstStep < roi.width && roi.height > 1)) return 0;
-    for (int y = 0; y < roi.height; ++y)
-        for (int x = 0; x < roi.width; ++x)
-            expect(dst.origin()[int64_t{y} * dstStep + x] == *src.origin(), "constant image changed");
     return 0;
 }

@@ -269,3 +269,60 @@ inline bool only_roi_written(Area& a, const std::vector<uint8_t>& before, int64_
 }
 
 }  // namespace qmfuzz
+
+// ---- One call over exactly-sized images --------------------------------------
+// (the colour and copy harness; the others size their own windows)
+#include <functional>
+namespace qmfuzz {
+
+// An image the call reads or writes: `rowBytes` bytes on each of the call's
+// rows, `step` apart.
+struct Img {
+    int64_t rowBytes;
+    int step;
+    bool out;
+};
+
+// Gives every image an exactly-sized block and makes the call with the
+// pointers (null for image `nullAt`; `nullAt == imgs.size()` is left to the
+// call, for a null pointer array). A call without memory to work on (a size
+// below one, a null pointer) gets one byte per image and must be refused.
+// Afterwards: sources untouched; on an error nothing written; on success
+// only the destination rows written. A legal call too large to build is
+// skipped.
+inline void fuzz_call(Draw& d, int w, int h, const std::vector<Img>& imgs, bool arrays,
+                      const std::function<IppStatus(Ipp8u* const*, bool arrayNull)>& call) {
+    const size_t n = imgs.size();
+    const size_t nullAt = size_t(d.range(0, int(n) + 8));
+    const bool arrayNull = arrays && nullAt == n;
+    const bool refuse = w < 1 || h < 1 || nullAt < n || arrayNull;
+    std::vector<Extent> ext(n, Extent{1, 0});
+    if (!refuse) {
+        if (too_big(w, h)) return;
+        for (size_t i = 0; i < n; ++i) {
+            ext[i] = extent(imgs[i].rowBytes, h, imgs[i].step);
+            if (ext[i].bytes > kMaxBytes) return;
+        }
+    }
+    std::vector<Block> blocks;
+    std::vector<Ipp8u*> ptr(n);
+    for (size_t i = 0; i < n; ++i) blocks.push_back(make_block(ext[i], d.bits(32)));
+    std::vector<std::vector<uint8_t>> was;
+    for (size_t i = 0; i < n; ++i) {
+        ptr[i] = nullAt == i ? nullptr : blocks[i].origin();
+        was.push_back(blocks[i].snapshot());
+    }
+    const IppStatus st = call(ptr.data(), arrayNull);
+    if (refuse) expect(st != 0, "a call without memory to work on was accepted", st);
+    for (size_t i = 0; i < n; ++i) {
+        if (st != 0 || !imgs[i].out) {
+            expect(blocks[i].same(was[i]), imgs[i].out ? "destination written on error" : "source written", st);
+            continue;
+        }
+        std::vector<uint8_t> mask(was[i].size());
+        mark_rows(mask, ext[i].before, imgs[i].step, imgs[i].rowBytes, h);
+        expect(changes_within(was[i], blocks[i].snapshot(), mask), "written outside the region", st);
+    }
+}
+
+}  // namespace qmfuzz
