@@ -30,25 +30,18 @@ struct M32f {
     static constexpr Store kStore = Store::Float;
     static constexpr float kFull = 1.0f;
 };
-// Interleaved integer forms compute L and S on the integer scale.
-struct M8u {
-    using T = Ipp8u;
+// Interleaved integer forms compute L and S on the integer scale; 16s is
+// shifted by 32768 onto the 16u range and back.
+template <class Sample, float Full, int32_t Shift>
+struct MInteger {
+    using T = Sample;
     static constexpr Store kStore = Store::Round;
-    static constexpr float kFull = 255.0f;
-    static constexpr int32_t kShift = 0;
+    static constexpr float kFull = Full;
+    static constexpr int32_t kShift = Shift;
 };
-struct M16u {
-    using T = Ipp16u;
-    static constexpr Store kStore = Store::Round;
-    static constexpr float kFull = 65535.0f;
-    static constexpr int32_t kShift = 0;
-};
-struct M16s {  // shifted by 32768 onto the 16u range and back
-    using T = Ipp16s;
-    static constexpr Store kStore = Store::Round;
-    static constexpr float kFull = 65535.0f;
-    static constexpr int32_t kShift = 32768;
-};
+using M8u = MInteger<Ipp8u, 255.0f, 0>;
+using M16u = MInteger<Ipp16u, 65535.0f, 0>;
+using M16s = MInteger<Ipp16s, 65535.0f, 32768>;
 // Planar forms scale to 0 .. 1 first and compute like 32f.
 struct MPlanar {
     using T = Ipp8u;
