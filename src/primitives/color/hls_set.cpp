@@ -32,16 +32,16 @@ struct M32f {
 };
 // Interleaved integer forms compute L and S on the integer scale; 16s is
 // shifted by 32768 onto the 16u range and back.
-template <class Sample, float Full, int32_t Shift>
+template <class Sample, int32_t Full, int32_t Shift>
 struct MInteger {
     using T = Sample;
     static constexpr Store kStore = Store::Round;
-    static constexpr float kFull = Full;
+    static constexpr float kFull = static_cast<float>(Full);
     static constexpr int32_t kShift = Shift;
 };
-using M8u = MInteger<Ipp8u, 255.0f, 0>;
-using M16u = MInteger<Ipp16u, 65535.0f, 0>;
-using M16s = MInteger<Ipp16s, 65535.0f, 32768>;
+using M8u = MInteger<Ipp8u, 255, 0>;
+using M16u = MInteger<Ipp16u, 65535, 0>;
+using M16s = MInteger<Ipp16s, 65535, 32768>;
 // Planar forms scale to 0 .. 1 first and compute like 32f.
 struct MPlanar {
     using T = Ipp8u;
