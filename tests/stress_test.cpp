@@ -90,8 +90,8 @@ void add(Jobs& j, const std::string& n, IppStatus (*f)(const Ipp8u*, int, Ipp8u*
 void add(Jobs& j, const std::string& n, IppStatus (*f)(Ipp8u*, int, IppiSize, IppiSize, IppiPoint)) {
     const int ch = channels(n);
     // Row-delaying path (mask lower than the region) and temporary-copy path.
-    for (auto [rows, kh] : {std::pair{30, 3}, std::pair{6, 8}})
-        j.add(n + " " + std::to_string(kh), [=](const Page& p) {
+    for (const auto& shape : {std::pair{30, 3}, std::pair{6, 8}})
+        j.add(n + " " + std::to_string(shape.second), [=, rows = shape.first, kh = shape.second](const Page& p) {
             Page q = p;
             EXPECT_OK(f(const_cast<Ipp8u*>(q.roi(ch)), q.step(ch), {W - 8, rows}, {3, kh}, {1, 1}));
             return ch == 1 ? q.grey : q.rgb;
