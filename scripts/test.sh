@@ -50,4 +50,4 @@ cmake --build build-cov -j "$jobs"
 find build-cov -name '*.gcda' -delete
 ctest --test-dir build-cov -j "$jobs" --output-on-failure -E '^(install_consumers|debian_package|python_binding)$'
 gcovr -r . --object-directory build-cov --filter 'src/' -j "$jobs" --print-summary --fail-under-line 95 \
-  --txt build-cov/coverage.txt | tail -2
+  --txt build-cov/coverage.txt | tail -3
